@@ -1,0 +1,41 @@
+# The commands for people; the build itself is CMake's (see CMakePresets.json).
+
+PRESET ?= release
+JOBS ?= $(shell nproc)
+
+.PHONY: build run test bench fuzz format lint install clean
+
+build:
+	@scripts/install-dependencies
+	@cmake --preset $(PRESET) $(CMAKE_OPTIONS) >/dev/null
+	@cmake --build --preset $(PRESET) -j $(JOBS)
+
+# make run                         captures the project's own sample site
+# make run URL=https://example.org [UUID=...]
+run: build
+	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
+
+# Everything, in the release build; then what needs no display once more under the sanitizers.
+test: build
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
+
+bench:
+	@$(MAKE) build CMAKE_OPTIONS=-DTESSARO_BENCHMARKS=ON
+	@scripts/bench "$(CURDIR)/build/$(PRESET)"
+
+fuzz:
+	@$(MAKE) build PRESET=fuzz
+	@scripts/fuzz "$(CURDIR)/build/fuzz" $(SECONDS_EACH)
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+lint: build
+	@git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
+	@git ls-files '*.cpp' | grep -v '^Fuzz/' | xargs -P $(JOBS) -n 4 clang-tidy -p build/$(PRESET) --quiet
+
+install: build
+	@cmake --install build/$(PRESET)
+
+clean:
+	@rm -rf build

@@ -1,0 +1,111 @@
+#include "brimle/DRLogger.h"
+
+#include "Foundation/NSFileManager.h"
+#include "Foundation/StandardOutput.h"
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+
+namespace brimle {
+namespace {
+
+// Names once given stay alive to the end of the process: callers compare names by object and may hold on to an old one.
+void keepForever(std::shared_ptr<const String> name) {
+    static auto* kept = new std::vector<std::shared_ptr<const String>>;
+    kept->push_back(std::move(name));
+}
+
+} // namespace
+
+std::shared_ptr<const String> DRLogger::__logFileName;
+std::shared_ptr<DRLogger> DRLogger::__drlogger;
+
+DRLogger::~DRLogger() {
+    platform::NSNotificationCenter::defaultCenter().removeObserver(this);
+    closeLogFile();
+}
+
+void DRLogger::setFileName(std::shared_ptr<const String> fileName) {
+    if (fileName == __logFileName)
+        return;
+    keepForever(fileName);
+    __logFileName = std::move(fileName);
+    if (__drlogger)
+        __drlogger->openLogFile(__logFileName);
+}
+
+std::shared_ptr<DRLogger> DRLogger::logger() {
+    if (!__drlogger) {
+        [[maybe_unused]] static const int registered = std::atexit(shutdownLogger);
+        __drlogger = std::make_shared<DRLogger>();
+        __drlogger->openLogFile(__logFileName);
+    }
+    return __drlogger;
+}
+
+void DRLogger::shutdown() { __drlogger.reset(); }
+
+void DRLogger::openLogFile(const std::shared_ptr<const String>& path) {
+    if (filename == path)
+        return;
+    closeLogFile();
+    output = platform::standardOutput();
+    if (path)
+        filename = std::make_shared<const String>(platform::stringByExpandingTildeInPath(*path));
+    if (filename && !filename->empty()) {
+        std::optional<platform::NSError> error;
+        platform::NSFileManager().createDirectoryAtPath_withIntermediateDirectories_error(
+            platform::stringByDeletingLastPathComponent(*filename), true, &error);
+        if (error) {
+            platform::NSLog("Failed to create directory for '%@': %@", *filename, *error);
+        } else {
+            const auto bytes = platform::UTF8String(*filename);
+            output = bytes ? std::fopen(bytes->c_str(), "ae") : nullptr; // "e": no child process inherits it
+        }
+    }
+    log("== Opening log session ==");
+}
+
+void DRLogger::closeLogFile() {
+    if (filename && !filename->empty() && output) {
+        // After a directory failure `output` is standard output, and it is closed like any other stream: nothing may
+        // follow on it once its log session ended.
+        const int result = platform::closeStream(output);
+        output = nullptr;
+        if (result != 0)
+            platform::NSLog("Failed to close the log file: %@", *filename);
+    }
+    filename.reset();
+}
+
+void DRLogger::logMessage(StringView message) {
+    const std::time_t now = std::time(nullptr);
+    std::array<char, 32> when{};
+    ctime_r(&now, when.data());
+    constexpr std::size_t newline = 24;
+    when[newline] = '\0';
+    std::FILE* stream = output && output != stdout ? output : platform::standardOutput();
+    if (!stream)
+        return; // standard output is what lines go to, and it has had its end
+    // One formatted write a line: other processes append to the same file.
+    std::fprintf(stream, "[%s] %s| %s\n", TESSARO_BUILD_NUMBER, when.data(), platform::lossyUTF8String(message).c_str());
+    std::fflush(stream);
+}
+
+void DRLogger::logException_file_line(const platform::NSException& exception, const char* file, int line) {
+    const auto text = [&] {
+        String frames;
+        for (const String& frame : exception.callStackSymbols())
+            frames += (frames.empty() ? u"" : u"\n\t") + frame;
+        return platform::stringWithFormat("Exception caught in (%s:%d): %@\n\t%@", file, line, exception, frames);
+    };
+    platform::NSLog("%@", text());
+    log("%@", text());
+}
+
+void DRLogger::appWillTerminate(const platform::NSNotification&) { log("== Application will terminate =="); }
+
+void shutdownLogger() { DRLogger::shutdown(); }
+
+} // namespace brimle
