@@ -33,7 +33,11 @@ void appendUTF8(std::string& out, char32_t character) {
 
 // Returns false at the first lone surrogate unless a replacement is wanted.
 bool encodeUTF8(StringView text, bool replaceLoneSurrogates, std::string& out) {
-    out.reserve(text.size() + text.size() / 2);
+    // Room for the longest outcome at once: a text that is a secret must not leave pieces behind in freed memory.
+    std::size_t bound = 0;
+    for (const char16_t unit : text)
+        bound += unit < 0x80 ? 1u : unit < 0x800 ? 2u : 3u;
+    out.reserve(bound);
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char16_t unit = text[i];
         if (isHighSurrogate(unit) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
