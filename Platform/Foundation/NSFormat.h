@@ -42,8 +42,7 @@ public:
     FormatArgument(const char* text) : kind_(Kind::CString), absent_(text == nullptr), cString_(text) {}
     template <std::integral T>
     FormatArgument(T value)
-        : kind_(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), size_(sizeof(T)),
-          integer_(static_cast<std::uint64_t>(value)) {}
+        : kind_(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), integer_(static_cast<std::uint64_t>(value)) {}
     FormatArgument(double value) : kind_(Kind::Double), double_(value) {}
 
     [[nodiscard]] Kind kind() const { return kind_; }
@@ -56,7 +55,6 @@ public:
 private:
     Kind kind_;
     bool absent_ = false;
-    std::size_t size_ = 0;
     StringView object_;
     String description_;
     bool described_ = false;
