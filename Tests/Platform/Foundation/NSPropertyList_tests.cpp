@@ -1,5 +1,4 @@
 #include "Foundation/NSPropertyList.h"
-#include "Foundation/PropertyListLimits.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -94,6 +93,21 @@ TEST(NSPropertyList, RefusesWhatIsDamaged) {
         {"comment without an end", xml("<!-- "), false},
         {"closing first", "</plist><plist>", false},
         {"open quote", "<plist version=\"1.0><dict/></plist>", false},
+        {"key without a value", xml("<dict><key>a</key></dict>"), false},
+        {"value without a key", xml("<dict><integer>1</integer></dict>"), false},
+        {"two keys", xml("<dict><key>a</key><key>b</key><true/></dict>"), false},
+        {"value in a text", xml("<string>a<true/></string>"), false},
+        {"list in a list", xml("<array><plist><true/></plist></array>"), false},
+        {"nothing in the list", xml(""), false},
+        {"two values in the list", xml("<true/><true/>"), false},
+        {"without the outer element", "<dict/>", true},
+        {"marked section", xml("<string><![CDATA[<a>]]></string>"), true},
+        {"not UTF-8", xml("<string>\xE9</string>"), false},
+        {"date", xml("<date>2011-06-20T13:42:56Z</date>"), true},
+        {"half a date", xml("<date>2011-06-20</date>"), false},
+        {"data of three letters", xml("<data>AAE</data>"), false},
+        {"real", xml("<real> -1e3 </real>"), true},
+        {"no real", xml("<real>1,5</real>"), false},
         {"binary head only", "bplist00", false},
         {"binary head and zeros", std::string("bplist00") + std::string(40, '\0'), false},
         {"text form of old", "{ a = 1; }", false},
