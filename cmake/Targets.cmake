@@ -17,6 +17,10 @@ function(tessaro_compile_options name)
                                            -fno-omit-frame-pointer)
     target_link_options(${name} PRIVATE -fsanitize=${TESSARO_SANITIZERS})
   endif()
+  if(TESSARO_FUZZ)
+    # The fuzzer is led by what the libraries run through, not only by the target's own few lines.
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()
 
 # tessaro_library(NAME SOURCES a.cpp ... [PUBLIC targets ...] [PRIVATE targets ...] [PKG_CONFIG modules ...])
