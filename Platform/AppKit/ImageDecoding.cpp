@@ -1,0 +1,48 @@
+#include "ImageDecoding.h"
+
+#include "Decoders.h"
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+Representations decode(DataView data, ImageType type) {
+    switch (type) {
+    case ImageType::TIFF:
+        return decodeTIFF(data, maximumImagePixels);
+    case ImageType::ICO:
+    case ImageType::ICNS:
+    case ImageType::JPEG2000:
+        return {};
+    case ImageType::PNG:
+    case ImageType::JPEG:
+    case ImageType::GIF:
+    case ImageType::BMP:
+    case ImageType::WebP:
+        break;
+    }
+    return decodeWithPixbuf(data, type, maximumImagePixels);
+}
+
+} // namespace
+
+void applyResolution(NSBitmapImageRep &bitmap, double across, double down) {
+    constexpr double pointsPerInch = 72;
+    const auto isPlausible = [](double resolution) { return resolution >= 36 && resolution <= 2400; };
+    if (isPlausible(across) && isPlausible(down))
+        bitmap.setSize({bitmap.pixelsWide() * pointsPerInch / across, bitmap.pixelsHigh() * pointsPerInch / down});
+}
+
+std::vector<NSBitmapImageRep> decodeImage(DataView data) {
+    const auto type = sniffImageType(data);
+    if (!type)
+        return {};
+    Representations found = decode(data, *type);
+    std::stable_sort(found.begin(), found.end(), [](const NSBitmapImageRep &a, const NSBitmapImageRep &b) {
+        return a.pixels().size() > b.pixels().size();
+    });
+    return found;
+}
+
+} // namespace platform
