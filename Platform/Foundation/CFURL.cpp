@@ -24,7 +24,7 @@ constexpr auto legalInURI = makeLegalInURI();
 
 } // namespace
 
-void appendPercentEscape(String &out, std::uint8_t byte) {
+void appendPercentEscape(String& out, std::uint8_t byte) {
     constexpr StringView digits = u"0123456789ABCDEF";
     const char16_t escape[] = {u'%', digits[byte >> 4], digits[byte & 0xF]};
     out.append(escape, std::size(escape));

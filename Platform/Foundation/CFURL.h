@@ -14,6 +14,6 @@ namespace platform {
                                                              StringView legalURLCharactersToBeEscaped);
 
 // "%" and two upper-case hexadecimal digits.
-void appendPercentEscape(String &out, std::uint8_t byte);
+void appendPercentEscape(String& out, std::uint8_t byte);
 
 } // namespace platform

@@ -9,7 +9,7 @@ namespace {
 // ICU counts in 32 bits; a longer text is mapped in pieces, far below the point where a result could overflow.
 constexpr std::size_t pieceLength = std::size_t{1} << 28;
 
-using CaseMap = int32_t (*)(char16_t *out, int32_t capacity, const char16_t *in, int32_t length, UErrorCode *error);
+using CaseMap = int32_t (*)(char16_t* out, int32_t capacity, const char16_t* in, int32_t length, UErrorCode* error);
 
 String mapped(StringView text, CaseMap map) {
     String out;
@@ -34,12 +34,12 @@ String mapped(StringView text, CaseMap map) {
 String lowercaseString(StringView text) {
     if (std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; })) {
         String out(text);
-        for (char16_t &unit : out)
+        for (char16_t& unit : out)
             if (unit >= u'A' && unit <= u'Z')
                 unit |= 0x20;
         return out;
     }
-    return mapped(text, [](char16_t *out, int32_t capacity, const char16_t *in, int32_t length, UErrorCode *error) {
+    return mapped(text, [](char16_t* out, int32_t capacity, const char16_t* in, int32_t length, UErrorCode* error) {
         return u_strToLower(out, capacity, in, length, "", error);
     });
 }

@@ -21,9 +21,9 @@ public:
     [[nodiscard]] static std::optional<NSURL> initWithScheme_host_path(StringView scheme, StringView host,
                                                                        StringView path);
 
-    [[nodiscard]] const String &absoluteString() const { return text_; }
+    [[nodiscard]] const String& absoluteString() const { return text_; }
     // What "%@" prints.
-    [[nodiscard]] const String &description() const { return text_; }
+    [[nodiscard]] const String& description() const { return text_; }
 
     // As written, in the case in which it was written; absent in a relative reference.
     [[nodiscard]] std::optional<String> scheme() const { return written(scheme_); }
@@ -39,7 +39,7 @@ public:
     [[nodiscard]] std::optional<String> user() const { return written(user_); }
     [[nodiscard]] std::optional<String> password() const { return written(password_); }
 
-    friend bool operator==(const NSURL &a, const NSURL &b) { return a.text_ == b.text_; }
+    friend bool operator==(const NSURL& a, const NSURL& b) { return a.text_ == b.text_; }
 
 private:
     struct Part {

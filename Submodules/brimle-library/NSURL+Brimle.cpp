@@ -33,7 +33,7 @@ std::optional<NSURL> br_URLWithString(std::optional<StringView> text, URLFromPar
     try {
         if (auto url = rebuilt(address, fromParts))
             return url;
-    } catch (const platform::NSException &exception) {
+    } catch (const platform::NSException& exception) {
         constexpr int guardLine = 40; // the name under which support knows this guard, not a position in this file
         DRLogger::logger()->logException_file_line(exception, "Submodules/brimle-library/NSURL+Brimle", guardLine);
     }

@@ -8,12 +8,12 @@ namespace {
 using platform::lossyUTF8String;
 
 struct AddressCase {
-    const char16_t *text;
-    const char16_t *valid;
-    const char16_t *scheme;
-    const char16_t *withProtocol;
-    const char16_t *uri;
-    const char16_t *fullDomain;
+    const char16_t* text;
+    const char16_t* valid;
+    const char16_t* scheme;
+    const char16_t* withProtocol;
+    const char16_t* uri;
+    const char16_t* fullDomain;
 };
 
 TEST(NSStringBrimleURL, TakesAddressesApart) {
@@ -46,7 +46,7 @@ TEST(NSStringBrimleURL, TakesAddressesApart) {
         {u"http://\u0130.ΣΑΣ/", u"http://\u0130.ΣΑΣ/", u"http", u"http://\u0130.ΣΑΣ/", u"http://\u0130.ΣΑΣ/",
          u"i\u0307.σας"},
     };
-    for (const AddressCase &row : rows) {
+    for (const AddressCase& row : rows) {
         SCOPED_TRACE(lossyUTF8String(row.text));
         EXPECT_EQ(br_validURLString(row.text), row.valid);
         EXPECT_EQ(br_stringByExtractingScheme(row.text), row.scheme);

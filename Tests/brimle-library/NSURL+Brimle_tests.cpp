@@ -57,7 +57,7 @@ TEST(NSURLBrimle, MakesURLsOfAddresses) {
         {u"a b://x/y?z", std::nullopt},
         {u" ", std::nullopt},
     };
-    for (const Row &row : rows) {
+    for (const Row& row : rows) {
         const auto url = br_URLWithString(row.text);
         EXPECT_EQ(url ? std::optional(url->absoluteString()) : std::nullopt, row.expected)
             << lossyUTF8String(row.text.value_or(u"(null)"));

@@ -8,7 +8,7 @@ namespace platform {
 namespace {
 
 struct PartsCase {
-    const char16_t *text;
+    const char16_t* text;
     std::optional<String> scheme, user, password, host;
     std::optional<int> port;
     std::optional<String> path, query, fragment;
@@ -48,7 +48,7 @@ TEST(NSURL, SplitsWhatIsValid) {
         {u"http://h/;p=1,$&'()*+~!@:", u"http", none, none, u"h", none, u"/;p=1,$&'()*+~!@:", none, none},
         {u"http://h/?a[]=1/?#[", u"http", none, none, u"h", none, u"/", u"a[]=1/?", u"["},
     };
-    for (const PartsCase &row : rows) {
+    for (const PartsCase& row : rows) {
         SCOPED_TRACE(lossyUTF8String(row.text));
         const auto url = NSURL::URLWithString(row.text);
         ASSERT_TRUE(url);
@@ -117,9 +117,9 @@ TEST(NSURL, RefusesInsteadOfRepairing) {
 }
 
 struct BuildCase {
-    const char16_t *scheme;
-    const char16_t *host;
-    const char16_t *path;
+    const char16_t* scheme;
+    const char16_t* host;
+    const char16_t* path;
     std::optional<String> expected;
 };
 
@@ -142,7 +142,7 @@ TEST(NSURL, BuildsFromUnescapedParts) {
         {u"ht tp", u"h", u"/", none},
         {u"1", u"h", u"/", none},
     };
-    for (const BuildCase &row : rows) {
+    for (const BuildCase& row : rows) {
         const auto url = NSURL::initWithScheme_host_path(row.scheme, row.host, row.path);
         EXPECT_EQ(url ? std::optional(url->absoluteString()) : none, row.expected)
             << lossyUTF8String(row.host) << " " << lossyUTF8String(row.path);
