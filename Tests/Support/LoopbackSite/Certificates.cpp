@@ -40,6 +40,7 @@ CertificateFiles makeCertificate(const std::filesystem::path &folder, const std:
                                    "basicConstraints=critical,CA:FALSE", "-addext", "extendedKeyUsage=serverAuth"});
     }
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -34,14 +34,15 @@ addEventListener('DOMContentLoaded', () => { sortCards(); busy(); });
 
 std::string heavyPage() {
     std::string page = head;
-    for (int i = 1; i <= 12; ++i) {
-        const std::string number = (i < 10 ? "0" : "") + std::to_string(i);
-        page += "<figure><img src=\"/pictures/" + number + ".jpg\" alt=\"\"></figure>\n";
-    }
-    for (int i = 0; i < 138; ++i) {
-        const std::string key = std::to_string(i);
-        page += "<article data-key=" + key + "><b>Card " + key + "</b> with a few words of text</article>\n";
-    }
+    for (int i = 1; i <= 12; ++i)
+        page.append("<figure><img src=\"/pictures/")
+            .append(i < 10 ? "0" : "")
+            .append(std::to_string(i))
+            .append(".jpg\" alt=\"\"></figure>\n");
+    for (int i = 0; i < 138; ++i)
+        page.append("<article data-key=")
+            .append(std::to_string(i))
+            .append("><b>Card</b> with a few words of text</article>\n");
     return page + "</main></body></html>\n";
 }
 

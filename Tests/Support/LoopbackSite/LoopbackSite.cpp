@@ -69,8 +69,8 @@ void delay(SoupServerMessage *message, unsigned milliseconds) {
 }
 
 std::runtime_error failure(const char *what, GError *error) {
-    const std::string text = std::string(what) + ": " + error->message;
-    g_error_free(error);
+    const std::string text = std::string(what) + ": " + (error != nullptr ? error->message : "unknown error");
+    g_clear_error(&error);
     return std::runtime_error(text);
 }
 
