@@ -1,0 +1,17 @@
+// The display that windows of this process open on. Main thread only.
+#pragma once
+
+namespace platform {
+
+// Announces a display server that a parent process is starting for this process alone. `descriptor` is the read end of
+// a pipe on which the server prints its number, a line feed behind it, once it accepts connections; it is closed here.
+// Without this call, the user's own display is used.
+void usePrivateDisplay(int descriptor);
+
+[[nodiscard]] bool displayIsPrivate();
+
+// Connects the toolkit to the display, waiting for a private one to come up. At first call only; false when there is
+// none to connect to, which is reported on standard error.
+[[nodiscard]] bool connectToDisplay();
+
+} // namespace platform

@@ -1,0 +1,49 @@
+// Decides when a page load counts as finished. Knows times and events only, no engine and no clock.
+//
+// The engine says "finished" when the document and what it links have arrived; the site icon is asked for around that
+// moment, late frames and lazily painted parts follow within some 30 ms, and a page that sends the visitor on
+// (location=..., meta refresh) begins its next load 3 to 12 ms later. So the finish is reported when
+//   - no new load has begun since, and
+//   - `settlingTime` has passed, and
+//   - no icon load was seen for `iconStartTime`, or every one seen has ended and its picture arrived (or did not within
+//     `iconArrivalTime`),
+// and in any case `longestWait` after the engine's word.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace platform {
+
+class LoadCompletion {
+public:
+    using Time = std::chrono::milliseconds; // since any fixed moment
+
+    static constexpr Time settlingTime{30};
+    static constexpr Time iconStartTime{60};
+    static constexpr Time iconArrivalTime{30};
+    static constexpr Time longestWait{2000};
+
+    void loadStarted();   // a provisional load; everything before it is forgotten
+    void loadCommitted(); // icon loads count from here on
+    void loadFailed();    // its "finished" does not count
+    void loadFinished(Time now);
+    void iconLoadStarted();
+    void iconLoadEnded(Time now);
+    void iconArrived(Time now);
+
+    // When the finish is to be reported, as far as is known now; absent while the load goes on or after it failed.
+    [[nodiscard]] std::optional<Time> dueTime() const;
+
+private:
+    [[nodiscard]] Time iconSettledTime() const;
+
+    bool failed_ = false;
+    std::optional<Time> finished_;
+    int iconLoads_ = 0;
+    int iconLoadsUnderWay_ = 0;
+    Time lastIconLoadEnd_{};
+    std::optional<Time> lastIconArrival_;
+};
+
+} // namespace platform

@@ -1,0 +1,332 @@
+#include "WebKit/WebViewEngine.h"
+
+#include "AppKit/Display.h"
+#include "AppKit/NSApplication.h"
+#include "Foundation/NSException.h"
+#include "WebKit/EngineContext.h"
+#include "WebKit/EngineProcesses.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <gtk/gtk.h>
+
+namespace platform {
+namespace {
+
+int pixels(double points) { return static_cast<int>(std::lround(points)); }
+
+LoadCompletion::Time now() { return LoadCompletion::Time(g_get_monotonic_time() / 1000); }
+
+WebKitSettings* makeSettings(const WebPreferences& preferences) {
+    return webkit_settings_new_with_settings(
+        "enable-site-specific-quirks", FALSE, // they replace the user agent on some hosts
+        "javascript-can-open-windows-automatically", preferences.javaScriptCanOpenWindowsAutomatically(), //
+        "media-playback-requires-user-gesture", !preferences.allowsAnimatedImages(),                      //
+        "enable-page-cache", FALSE, "enable-dns-prefetching", FALSE, "enable-developer-extras", FALSE,     //
+        "hardware-acceleration-policy", WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER, nullptr);
+}
+
+// Scroll bars would narrow what the capture shows of the page. A page may style its own, hence "!important".
+WebKitUserContentManager* makeUserContent() {
+    WebKitUserContentManager* manager = webkit_user_content_manager_new();
+    WebKitUserStyleSheet* sheet = webkit_user_style_sheet_new("html{scrollbar-width:none!important}",
+                                                              WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+                                                              WEBKIT_USER_STYLE_LEVEL_USER, nullptr, nullptr);
+    webkit_user_content_manager_add_style_sheet(manager, sheet);
+    webkit_user_style_sheet_unref(sheet);
+    return manager;
+}
+
+// The engine's addresses are the normalised form, whose grammar is a little wider than a URL's.
+std::optional<WebDataSource> dataSource(const char* address) {
+    const auto url = NSURL::URLWithString(stringWithUTF8OrLatin1(address ? address : ""));
+    return url ? std::optional(WebDataSource(NSURLRequest::requestWithURL(*url))) : std::nullopt;
+}
+
+bool isEmptyDocument(const char* address) { return address && std::string_view(address) == "about:blank"; }
+
+struct PendingSnapshot {
+    GMainLoop* loop;
+    cairo_surface_t* surface;
+    GError* error;
+};
+
+void snapshotIsReady(GObject* view, GAsyncResult* result, gpointer data) {
+    auto* pending = static_cast<PendingSnapshot*>(data);
+    pending->surface = webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(view), result, &pending->error);
+    g_main_loop_quit(pending->loop);
+}
+
+// One pixel a point, whatever the display's scale and the engine's idea of the visible part.
+cairo_surface_t* inPoints(cairo_surface_t* surface, NSSize size) {
+    cairo_surface_t* out = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(size.width), pixels(size.height));
+    cairo_t* context = cairo_create(out);
+    cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
+    cairo_set_source_surface(context, surface, 0, 0);
+    cairo_paint(context);
+    cairo_destroy(context);
+    cairo_surface_destroy(surface);
+    cairo_surface_flush(out);
+    return out;
+}
+
+} // namespace
+
+WebView::Engine::Engine(WebView& view, NSRect frame) : owner_(view), frame_(frame) {
+    if (!connectToDisplay())
+        NSApplication::sharedApplication().terminate(this);
+}
+
+WebView::Engine::~Engine() {
+    close();
+    g_clear_object(&view_);
+}
+
+WebKitWebView* WebView::Engine::view() {
+    if (!view_)
+        setPreferences(owner_.preferences_);
+    return view_;
+}
+
+void WebView::Engine::setPreferences(const WebPreferences& preferences) {
+    WebKitSettings* settings = makeSettings(preferences);
+    if (!view_) {
+        WebKitWebContext* context = makeEngineContext(preferences);
+        WebKitUserContentManager* userContent = makeUserContent();
+        WebKitWebsitePolicies* policies = webkit_website_policies_new_with_policies(
+            "autoplay", preferences.allowsAnimatedImages() ? WEBKIT_AUTOPLAY_ALLOW : WEBKIT_AUTOPLAY_DENY, nullptr);
+        view_ = WEBKIT_WEB_VIEW(g_object_ref_sink(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context,
+                                                               "user-content-manager", userContent, "website-policies",
+                                                               policies, "settings", settings, nullptr)));
+        g_object_unref(policies);
+        g_object_unref(userContent);
+        g_object_unref(context);
+        webkit_web_view_set_is_muted(view_, TRUE);
+        EngineSignals::connect(*this);
+        setFrame(frame_);
+    } else {
+        webkit_web_view_set_settings(view_, settings);
+    }
+    g_object_unref(settings);
+    if (!userAgent_.empty())
+        setUserAgent(userAgent_);
+}
+
+void WebView::Engine::setUserAgent(StringView userAgent) {
+    userAgent_ = userAgent;
+    if (view_)
+        webkit_settings_set_user_agent(webkit_web_view_get_settings(view_), lossyUTF8String(userAgent).c_str());
+}
+
+void WebView::Engine::setFrame(NSRect frame) {
+    frame_ = frame;
+    if (view_)
+        gtk_widget_set_size_request(GTK_WIDGET(view_), pixels(frame.size.width), pixels(frame.size.height));
+}
+
+void WebView::Engine::load(const NSURLRequest& request) {
+    // Only this process does without EGL (see the starter); the engine's own processes need the variable's default.
+    unsetenv("__EGL_VENDOR_LIBRARY_FILENAMES");
+    webkit_web_view_load_uri(view(), lossyUTF8String(request.URL().absoluteString()).c_str());
+}
+
+void WebView::Engine::close() {
+    if (completionTimer_ != 0)
+        g_source_remove(std::exchange(completionTimer_, 0));
+    if (view_)
+        webkit_web_view_stop_loading(view_);
+}
+
+void WebView::Engine::report(PageEvent event, const NSError* error) {
+    const PageReaction reaction = reactionTo(event);
+    if (reaction == PageReaction::Terminate)
+        NSApplication::sharedApplication().terminate(&owner_);
+    if (isBusy_)
+        return;
+    switch (reaction) {
+    case PageReaction::DidStartProvisionalLoad:
+        if (frameLoadDelegate)
+            frameLoadDelegate->webView_didStartProvisionalLoadForFrame(owner_, owner_.mainFrame_);
+        break;
+    case PageReaction::BecomeCommitted:
+        owner_.mainFrame_.setProvisionalDataSource(std::nullopt);
+        break;
+    case PageReaction::AwaitCompletion:
+        watchCompletion();
+        break;
+    case PageReaction::DidFailProvisionalLoad:
+        if (frameLoadDelegate)
+            frameLoadDelegate->webView_didFailProvisionalLoadWithError_forFrame(owner_, *error, owner_.mainFrame_);
+        owner_.mainFrame_.setProvisionalDataSource(std::nullopt);
+        break;
+    case PageReaction::DidFailLoad:
+        if (frameLoadDelegate)
+            frameLoadDelegate->webView_didFailLoadWithError_forFrame(owner_, *error, owner_.mainFrame_);
+        break;
+    case PageReaction::DidReceiveIcon:
+        if (const auto icon = currentIcon(); icon && frameLoadDelegate)
+            frameLoadDelegate->webView_didReceiveIcon_forFrame(owner_, *icon, owner_.mainFrame_);
+        break;
+    default:
+        break;
+    }
+}
+
+void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationRequest* request) {
+    if (isBusy_ || !resourceLoadDelegate)
+        return;
+    NSURLAuthenticationChallenge challenge;
+    if (const char* realm = webkit_authentication_request_get_realm(request))
+        challenge.protectionSpace.realm = stringWithUTF8OrLatin1(realm);
+    // The engine does not say which resource of the page it is.
+    const WebResourceIdentifier resource = lastResource_;
+    if (reactionTo(event) == PageReaction::DidReceiveAuthenticationChallenge)
+        resourceLoadDelegate->webView_resource_didReceiveAuthenticationChallenge_fromDataSource(owner_, resource,
+                                                                                               challenge, nullptr);
+    else
+        resourceLoadDelegate->webView_resource_didCancelAuthenticationChallenge_fromDataSource(owner_, resource,
+                                                                                              challenge, nullptr);
+}
+
+void WebView::Engine::loadStarted(const char* address) {
+    phase_ = LoadPhase::Started;
+    startedAddress_ = address ? address : "";
+    completion_.loadStarted();
+    watchCompletion();
+    if (!networkProcessIsWatched_)
+        networkProcessIsWatched_ = watchNetworkProcess([this] { report(PageEvent::NetworkProcessEnded); });
+    owner_.mainFrame_.setProvisionalDataSource(dataSource(address));
+    report(PageEvent::LoadStarted);
+}
+
+void WebView::Engine::loadCommitted(const char* address) {
+    phase_ = LoadPhase::Committed;
+    completion_.loadCommitted();
+    if (isEmptyDocument(address) && !isEmptyDocument(startedAddress_.c_str())) {
+        completion_.loadFailed();
+        const NSError error = errorFromEngine("WebKitNetworkError", 0, "The address was refused");
+        report(PageEvent::LoadCommittedToNothing, &error);
+        return;
+    }
+    report(PageEvent::LoadCommitted);
+}
+
+void WebView::Engine::loadFailed(PageEvent event, const NSError& error) {
+    completion_.loadFailed();
+    watchCompletion();
+    report(event, &error);
+}
+
+// Also follows every failure, which the completion knows.
+void WebView::Engine::loadFinished() {
+    phase_ = LoadPhase::Finished;
+    completion_.loadFinished(now());
+    report(PageEvent::LoadFinished);
+}
+
+void WebView::Engine::watchCompletion() {
+    if (completionTimer_ != 0)
+        g_source_remove(std::exchange(completionTimer_, 0));
+    const auto due = completion_.dueTime();
+    if (!due)
+        return;
+    const auto wait = std::max(*due - now(), LoadCompletion::Time(0));
+    const auto action = [](gpointer engine) -> gboolean {
+        static_cast<Engine*>(engine)->completionTimer_ = 0;
+        static_cast<Engine*>(engine)->completionIsDue();
+        return G_SOURCE_REMOVE;
+    };
+    completionTimer_ = g_timeout_add(static_cast<guint>(wait.count()), action, this);
+}
+
+void WebView::Engine::completionIsDue() {
+    if (!isBusy_ && frameLoadDelegate)
+        frameLoadDelegate->webView_didFinishLoadForFrame(owner_, owner_.mainFrame_);
+}
+
+// An icon's request shows among the page's resources: it accepts anything and, where the engine says what a request is
+// for, is for an image. Over plain http it does not say so; there the name has to do.
+static bool isIconRequest(WebKitURIRequest* request) {
+    SoupMessageHeaders* headers = webkit_uri_request_get_http_headers(request);
+    if (!headers)
+        return false;
+    const char* accepted = soup_message_headers_get_one(headers, "Accept");
+    if (!accepted || std::string_view(accepted) != "*/*")
+        return false;
+    if (const char* purpose = soup_message_headers_get_one(headers, "Sec-Fetch-Dest"))
+        return std::string_view(purpose) == "image";
+    std::string_view address = webkit_uri_request_get_uri(request);
+    address = address.substr(0, address.find_first_of("?#"));
+    for (const std::string_view ending : {".ico", ".png", ".gif", ".jpg", ".jpeg", ".webp", ".svg", ".bmp"})
+        if (address.ends_with(ending))
+            return true;
+    return false;
+}
+
+void WebView::Engine::watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request) {
+    ++lastResource_;
+    if (phase_ == LoadPhase::Started || phase_ == LoadPhase::Redirected || !isIconRequest(request))
+        return;
+    completion_.iconLoadStarted();
+    watchCompletion();
+    // "finished" follows "failed" too.
+    const auto ended = [](WebKitWebResource*, gpointer data) {
+        auto* engine = static_cast<Engine*>(data);
+        engine->completion_.iconLoadEnded(now());
+        engine->watchCompletion();
+    };
+    g_signal_connect(resource, "finished", G_CALLBACK(+ended), this);
+}
+
+std::optional<NSImage> WebView::Engine::currentIcon() {
+    cairo_surface_t* surface = webkit_web_view_get_favicon(view_); // owned by the view
+    if (!surface || cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE)
+        return std::nullopt;
+    const int wide = cairo_image_surface_get_width(surface);
+    const int high = cairo_image_surface_get_height(surface);
+    if (wide <= 0 || high <= 0)
+        return std::nullopt;
+    completion_.iconArrived(now());
+    watchCompletion();
+    cairo_surface_t* icon =
+        inPoints(cairo_surface_reference(surface), {static_cast<double>(wide), static_cast<double>(high)});
+    const auto context = NSGraphicsContext::graphicsContextWithPremultipliedARGB32(
+        cairo_image_surface_get_data(icon), wide, high, cairo_image_surface_get_stride(icon));
+    NSImage image = NSImage::initWithSize(context->size());
+    image.addRepresentation(std::make_shared<const NSBitmapImageRep>(context->bitmap()));
+    cairo_surface_destroy(icon);
+    return image;
+}
+
+cairo_surface_t* WebView::Engine::snapshot() {
+    PendingSnapshot pending{g_main_loop_new(nullptr, FALSE), nullptr, nullptr};
+    isBusy_ = true;
+    webkit_web_view_get_snapshot(view(), WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr,
+                                 snapshotIsReady, &pending);
+    g_main_loop_run(pending.loop);
+    isBusy_ = false;
+    g_main_loop_unref(pending.loop);
+    if (!pending.surface) {
+        const NSException failure(u"NSGenericException",
+                                  stringWithUTF8OrLatin1(pending.error ? pending.error->message : "no snapshot"));
+        g_clear_error(&pending.error);
+        throw failure;
+    }
+    return pending.surface;
+}
+
+void WebView::Engine::lockFocus() {
+    cairo_surface_t* surface = inPoints(snapshot(), frame_.size);
+    const std::shared_ptr<const void> owner(surface, [](const void* s) {
+        cairo_surface_destroy(static_cast<cairo_surface_t*>(const_cast<void*>(s)));
+    });
+    auto context = NSGraphicsContext::graphicsContextWithPremultipliedARGB32(
+        cairo_image_surface_get_data(surface), cairo_image_surface_get_width(surface),
+        cairo_image_surface_get_height(surface), cairo_image_surface_get_stride(surface), owner);
+    NSGraphicsContext::saveGraphicsState();
+    NSGraphicsContext::setCurrentContext(std::move(context));
+}
+
+void WebView::Engine::unlockFocus() { NSGraphicsContext::restoreGraphicsState(); }
+
+} // namespace platform
