@@ -1,0 +1,134 @@
+#include "TessaroThumbs/Starter/Custodian.h"
+
+#include "Foundation/NSUserDefaults.h"
+#include "TessaroThumbs/Engine/EngineContract.h"
+#include "TessaroThumbs/Starter/EngineEnvironment.h"
+#include "TessaroThumbs/Starter/PrivateDisplay.h"
+#include "TessaroThumbs/Starter/Processes.h"
+#include "TessaroThumbs/isPreferenceSet.h"
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tessaro {
+namespace {
+
+struct Pipe {
+    int readEnd = -1;
+    int writeEnd = -1;
+    [[nodiscard]] bool open() {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0)
+            return false;
+        readEnd = ends[0];
+        writeEnd = ends[1];
+        return true;
+    }
+};
+
+// A run that ends at launch needs no display, and a developer watches the page on his own.
+bool needsPrivateDisplay(int argc, char* argv[]) {
+    auto& defaults = platform::NSUserDefaults::standardUserDefaults();
+    defaults.setArguments({argv, static_cast<std::size_t>(argc)});
+    const auto url = defaults.volatileDomainForName(platform::NSArgumentDomain).stringForKey(u"url");
+    return url && !url->empty() && !isPreferenceSet(u"DevMode");
+}
+
+std::string enginePath() {
+    std::array<char, 4096> self{};
+    const ssize_t length = readlink("/proc/self/exe", self.data(), self.size() - 1);
+    const std::string program(self.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+    const std::string folder = program.substr(0, program.find_last_of('/') + 1);
+    const std::string beside = folder + "TessaroThumbsEngine";
+    return access(beside.c_str(), X_OK) == 0 ? beside : TESSARO_ENGINE_PATH;
+}
+
+pid_t startEngine(int argc, char* argv[], int record, int displayNumber, const PrivateDisplay* display) {
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int authority = display ? display->authorityDescriptor() : nowhere;
+    const int number = display ? displayNumber : nowhere;
+    constexpr int authorityTarget = 5;
+    const std::string path = enginePath();
+    const pid_t engine =
+        startProgram(path, std::vector<std::string>(argv, argv + argc), engineEnvironment(display != nullptr, authorityTarget),
+                     {{nowhere, STDIN_FILENO},
+                      {nowhere, STDOUT_FILENO},
+                      {record, recordDescriptor},
+                      {number, displayDescriptor},
+                      {authority, authorityTarget}});
+    close(nowhere);
+    if (engine < 0)
+        std::perror("TessaroThumbs: the engine could not be started");
+    return engine;
+}
+
+// Returns when the starter or one of the two processes has ended.
+void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
+    std::array<pollfd, 3> watched{};
+    watched[0] = {lifeline, POLLIN, 0};
+    watched[1] = {static_cast<int>(syscall(SYS_pidfd_open, engine, 0)), POLLIN, 0};
+    watched[2] = {display ? static_cast<int>(syscall(SYS_pidfd_open, display->process(), 0)) : -1, POLLIN, 0};
+    while (poll(watched.data(), watched.size(), -1) < 0) {
+    }
+}
+
+[[noreturn]] void runCustodian(int argc, char* argv[], int record, int lifeline) {
+    setsid(); // a terminal's signals are for the starter, whose end ends everything
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    std::optional<PrivateDisplay> display;
+    Pipe displayNumber;
+    const bool wantsDisplay = needsPrivateDisplay(argc, argv);
+    if (wantsDisplay && displayNumber.open())
+        display = PrivateDisplay::start(displayNumber.writeEnd);
+    close(displayNumber.writeEnd);
+    if (display || !wantsDisplay) {
+        const pid_t engine = startEngine(argc, argv, record, displayNumber.readEnd, display ? &*display : nullptr);
+        close(record);
+        if (engine > 0)
+            awaitEnd(lifeline, engine, display ? &*display : nullptr);
+    }
+    endAllDescendants();
+    if (display)
+        display->removeTraces();
+    _exit(EXIT_SUCCESS);
+}
+
+} // namespace
+
+std::optional<Custodian> Custodian::start(int argc, char* argv[]) {
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    Pipe record;
+    Pipe lifeline;
+    const pid_t process = record.open() && lifeline.open() ? fork() : -1;
+    if (process < 0) {
+        std::perror("TessaroThumbs: the run could not be started");
+        return std::nullopt;
+    }
+    if (process == 0) {
+        close(record.readEnd);
+        close(lifeline.writeEnd);
+        close(STDOUT_FILENO); // the caller's; only the starter writes to it
+        close(STDIN_FILENO);
+        runCustodian(argc, argv, record.writeEnd, lifeline.readEnd);
+    }
+    close(record.writeEnd);
+    close(lifeline.readEnd);
+    return Custodian(process, record.readEnd, lifeline.writeEnd);
+}
+
+void Custodian::end() {
+    close(lifeline_);
+    while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    endAllDescendants(); // none, unless the custodian was killed
+}
+
+} // namespace tessaro

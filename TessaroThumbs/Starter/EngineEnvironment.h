@@ -1,0 +1,13 @@
+// The engine half's environment: the caller's, with what makes a run quiet, private and quick.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tessaro {
+
+// "NAME=value" texts. With a private display, what belongs to the caller's is left out and `authorityDescriptor`, open
+// in the engine half, holds the display's secret.
+[[nodiscard]] std::vector<std::string> engineEnvironment(bool privateDisplay, int authorityDescriptor);
+
+} // namespace tessaro

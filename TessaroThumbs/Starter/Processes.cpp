@@ -1,0 +1,79 @@
+#include "TessaroThumbs/Starter/Processes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tessaro {
+namespace {
+
+std::vector<char*> pointers(const std::vector<std::string>& texts) {
+    std::vector<char*> out;
+    for (const std::string& text : texts)
+        out.push_back(const_cast<char*>(text.c_str()));
+    out.push_back(nullptr);
+    return out;
+}
+
+// In the child, between fork and exec. Sources are moved out of the way first: one may stand where another one goes.
+bool arrangeDescriptors(std::initializer_list<InheritedDescriptor> descriptors) {
+    constexpr int outOfTheWay = 16;
+    for (const InheritedDescriptor& each : descriptors) {
+        const int moved = fcntl(each.source, F_DUPFD, outOfTheWay);
+        if (moved < 0 || dup2(moved, each.target) < 0)
+            return false;
+        close(moved);
+    }
+    return true;
+}
+
+// Only those of this process itself; their own are adopted once their parents are gone.
+std::vector<pid_t> children() {
+    std::vector<pid_t> found;
+    const std::string pid = std::to_string(getpid());
+    std::ifstream list("/proc/" + pid + "/task/" + pid + "/children");
+    for (pid_t child = 0; list >> child;)
+        found.push_back(child);
+    return found;
+}
+
+} // namespace
+
+pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment,
+                   std::initializer_list<InheritedDescriptor> descriptors) {
+    const std::vector<char*> argumentList = pointers(arguments);
+    const std::vector<char*> environmentList = pointers(environment);
+    const pid_t parent = getpid();
+    const pid_t child = fork(); // this process is small, and the child must ask for its parent's death signal
+    if (child != 0)
+        return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        _exit(EXIT_FAILURE); // the parent ended before it could be watched
+    for (const int signal : {SIGPIPE, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP, SIGCHLD})
+        std::signal(signal, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    constexpr int commandNotFound = 127;
+    if (arrangeDescriptors(descriptors))
+        execve(path.c_str(), argumentList.data(), environmentList.data());
+    _exit(commandNotFound);
+}
+
+void endAllDescendants() {
+    for (;;) {
+        for (const pid_t child : children())
+            kill(child, SIGKILL);
+        if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD)
+            return;
+    }
+}
+
+} // namespace tessaro

@@ -1,0 +1,27 @@
+// Child processes of the starter and of the custodian, by the system's own calls.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace tessaro {
+
+// One descriptor of the child: `source`, open in this process, under the number `target`.
+struct InheritedDescriptor {
+    int source;
+    int target;
+};
+
+// Starts a program by path. The child has the given descriptors, standard error, and /dev/null as standard input and
+// output unless given; it gets SIGKILL when its parent ends, and default signal actions. Returns -1 with errno set when
+// there is no process to be had; a program that cannot be run shows as a child that ended with status 127.
+[[nodiscard]] pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
+                                 const std::vector<std::string>& environment,
+                                 std::initializer_list<InheritedDescriptor> descriptors);
+
+// SIGKILL for every descendant, until none is left: orphans are adopted, for which this process must be a subreaper.
+void endAllDescendants();
+
+} // namespace tessaro

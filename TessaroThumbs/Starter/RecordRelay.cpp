@@ -1,0 +1,75 @@
+#include "TessaroThumbs/Starter/RecordRelay.h"
+
+#include "TessaroThumbs/ThumbnailRecord.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <unistd.h>
+
+namespace tessaro {
+namespace {
+
+using platform::Data;
+using platform::DataView;
+
+// One write for all of it where the descriptor takes that. False when nothing more can be written.
+bool writeAll(int output, DataView bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(output, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+// Where the record may begin: at a magic, or at a beginning of one that the end of `bytes` cuts off, that stands at the
+// beginning of a line. bytes.size() when nowhere.
+std::size_t recordStart(DataView bytes) {
+    for (std::size_t line = 0; line < bytes.size();) {
+        const DataView rest = bytes.subspan(line);
+        const std::size_t compared = std::min(rest.size(), thumbnailRecordMagic.size());
+        if (platform::bytesAsCharacters(rest.first(compared)) == thumbnailRecordMagic.substr(0, compared))
+            return line;
+        const auto end = std::find(rest.begin(), rest.end(), std::uint8_t{'\n'});
+        if (end == rest.end())
+            break;
+        line += static_cast<std::size_t>(end - rest.begin()) + 1;
+    }
+    return bytes.size();
+}
+
+} // namespace
+
+void relayRecord(int input, int output) {
+    Data held; // from the beginning of a line on
+    bool holdsRecord = false;
+    std::array<std::uint8_t, 65536> buffer{};
+    for (;;) {
+        const ssize_t count = read(input, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        held.insert(held.end(), buffer.begin(), buffer.begin() + count);
+        if (holdsRecord)
+            continue;
+        const std::size_t start = recordStart(held);
+        holdsRecord = held.size() - start >= thumbnailRecordMagic.size();
+        // What follows the last line feed may be the beginning of a line still to come.
+        std::size_t ready = start;
+        if (start == held.size())
+            while (ready > 0 && held[ready - 1] != '\n')
+                --ready;
+        (void)writeAll(output, DataView(held).first(ready));
+        held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(ready));
+    }
+    const bool isText = recordStart(held) == held.size();
+    if (isText || readThumbnailRecord(held, nullptr))
+        (void)writeAll(output, held);
+}
+
+} // namespace tessaro
