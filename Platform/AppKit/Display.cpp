@@ -10,6 +10,7 @@ namespace platform {
 namespace {
 
 int privateDisplayDescriptor = -1;
+int authorityDescriptor = -1;
 bool isPrivate = false;
 
 // The number that the display server prints, without its line feed; empty when it ended without one.
@@ -22,28 +23,37 @@ std::string displayNumber(int descriptor) {
     return character == '\n' ? number : "";
 }
 
+// The checking form: the other one ends the process with status 1.
+bool initializeToolkit() {
+    if (gtk_init_check(nullptr, nullptr))
+        return true;
+    g_printerr("TessaroThumbs: there is no display to connect to.\n");
+    return false;
+}
+
 bool connect() {
-    if (isPrivate) {
-        const std::string number = displayNumber(privateDisplayDescriptor);
-        if (number.empty()) {
-            g_printerr("The private display could not be started.\n");
-            return false;
-        }
-        setenv("DISPLAY", (":" + number).c_str(), 1);
-        gdk_set_allowed_backends("x11");
-    }
-    // The checking form: the other one ends the process with status 1.
-    if (!gtk_init_check(nullptr, nullptr)) {
-        g_printerr("There is no display to connect to.\n");
+    if (!isPrivate)
+        return initializeToolkit();
+    const std::string number = displayNumber(privateDisplayDescriptor);
+    if (number.empty()) {
+        g_printerr("TessaroThumbs: the private display did not come up.\n");
         return false;
     }
-    return true;
+    gdk_set_allowed_backends("x11");
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+    setenv("XAUTHORITY", ("/proc/self/fd/" + std::to_string(authorityDescriptor)).c_str(), 1);
+    const bool connected = initializeToolkit();
+    unsetenv("DISPLAY");
+    unsetenv("XAUTHORITY");
+    close(authorityDescriptor);
+    return connected;
 }
 
 } // namespace
 
-void usePrivateDisplay(int descriptor) {
+void usePrivateDisplay(int descriptor, int authority) {
     privateDisplayDescriptor = descriptor;
+    authorityDescriptor = authority;
     isPrivate = true;
 }
 

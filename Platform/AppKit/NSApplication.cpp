@@ -26,7 +26,7 @@ void NSApplication::run() {
 }
 
 int NSApplicationMain(int argc, char* argv[]) {
-    NSUserDefaults::standardUserDefaults().setArguments(argc, argv);
+    NSUserDefaults::standardUserDefaults().setArguments({argv, static_cast<std::size_t>(argc)});
     NSApplication::sharedApplication().run();
     return EXIT_SUCCESS;
 }

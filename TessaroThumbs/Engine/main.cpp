@@ -3,6 +3,7 @@
 #include "AppKit/NSApplication.h"
 #include "Foundation/StandardOutput.h"
 #include "TessaroThumbs/Engine/EngineContract.h"
+#include "TessaroThumbs/NSURLRequest+TS.h"
 #include "TessaroThumbs/ThumbnailDownloaderAppDelegate.h"
 
 #include <cstdlib>
@@ -27,8 +28,9 @@ int main(int argc, char* argv[]) {
     if (takeDescriptor(tessaro::recordDescriptor))
         if (std::FILE* record = fdopen(tessaro::recordDescriptor, "w"))
             platform::replaceStandardOutput(record);
-    if (takeDescriptor(tessaro::displayDescriptor))
-        platform::usePrivateDisplay(tessaro::displayDescriptor);
+    if (takeDescriptor(tessaro::displayDescriptor) && takeDescriptor(tessaro::authorityDescriptor))
+        platform::usePrivateDisplay(tessaro::displayDescriptor, tessaro::authorityDescriptor);
+    tessaro::installRequestAnswers();
     platform::registerWebIconDatabaseClass();
     // Lives as long as the process: terminate ends it while the delegate is still at work.
     static tessaro::ThumbnailDownloaderAppDelegate delegate;

@@ -53,17 +53,14 @@ std::string enginePath() {
 
 pid_t startEngine(int argc, char* argv[], int record, int displayNumber, const PrivateDisplay* display) {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    const int authority = display ? display->authorityDescriptor() : nowhere;
-    const int number = display ? displayNumber : nowhere;
-    constexpr int authorityTarget = 5;
-    const std::string path = enginePath();
-    const pid_t engine =
-        startProgram(path, std::vector<std::string>(argv, argv + argc), engineEnvironment(display != nullptr, authorityTarget),
-                     {{nowhere, STDIN_FILENO},
-                      {nowhere, STDOUT_FILENO},
-                      {record, recordDescriptor},
-                      {number, displayDescriptor},
-                      {authority, authorityTarget}});
+    std::vector<InheritedDescriptor> descriptors = {
+        {nowhere, STDIN_FILENO}, {nowhere, STDOUT_FILENO}, {record, recordDescriptor}};
+    if (display) {
+        descriptors.push_back({displayNumber, displayDescriptor});
+        descriptors.push_back({display->authorityDescriptor(), authorityDescriptor});
+    }
+    const pid_t engine = startProgram(enginePath(), std::vector<std::string>(argv, argv + argc),
+                                      engineEnvironment(display != nullptr), descriptors);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");

@@ -44,7 +44,7 @@ void put(std::vector<std::string>& environment, std::string_view name, std::stri
 
 } // namespace
 
-std::vector<std::string> engineEnvironment(bool privateDisplay, int authorityDescriptor) {
+std::vector<std::string> engineEnvironment(bool privateDisplay) {
     std::vector<std::string> environment;
     for (char** entry = environ; entry && *entry; ++entry)
         environment.emplace_back(*entry);
@@ -57,7 +57,6 @@ std::vector<std::string> engineEnvironment(bool privateDisplay, int authorityDes
         });
         for (const Setting& setting : onPrivateDisplay)
             put(environment, setting.name, setting.value);
-        put(environment, "XAUTHORITY", "/proc/self/fd/" + std::to_string(authorityDescriptor));
     }
     return environment;
 }

@@ -6,8 +6,7 @@
 
 namespace tessaro {
 
-// "NAME=value" texts. With a private display, what belongs to the caller's is left out and `authorityDescriptor`, open
-// in the engine half, holds the display's secret.
-[[nodiscard]] std::vector<std::string> engineEnvironment(bool privateDisplay, int authorityDescriptor);
+// "NAME=value" texts. With a private display, what belongs to the caller's is left out.
+[[nodiscard]] std::vector<std::string> engineEnvironment(bool privateDisplay);
 
 } // namespace tessaro

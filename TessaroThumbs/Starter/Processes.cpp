@@ -21,7 +21,7 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
 }
 
 // In the child, between fork and exec. Sources are moved out of the way first: one may stand where another one goes.
-bool arrangeDescriptors(std::initializer_list<InheritedDescriptor> descriptors) {
+bool arrangeDescriptors(const std::vector<InheritedDescriptor>& descriptors) {
     constexpr int outOfTheWay = 16;
     for (const InheritedDescriptor& each : descriptors) {
         const int moved = fcntl(each.source, F_DUPFD, outOfTheWay);
@@ -46,7 +46,7 @@ std::vector<pid_t> children() {
 
 pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment,
-                   std::initializer_list<InheritedDescriptor> descriptors) {
+                   const std::vector<InheritedDescriptor>& descriptors) {
     const std::vector<char*> argumentList = pointers(arguments);
     const std::vector<char*> environmentList = pointers(environment);
     const pid_t parent = getpid();

@@ -1,7 +1,6 @@
 // Child processes of the starter and of the custodian, by the system's own calls.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -19,7 +18,7 @@ struct InheritedDescriptor {
 // there is no process to be had; a program that cannot be run shows as a child that ended with status 127.
 [[nodiscard]] pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
                                  const std::vector<std::string>& environment,
-                                 std::initializer_list<InheritedDescriptor> descriptors);
+                                 const std::vector<InheritedDescriptor>& descriptors);
 
 // SIGKILL for every descendant, until none is left: orphans are adopted, for which this process must be a subreaper.
 void endAllDescendants();
