@@ -8,6 +8,8 @@ namespace platform {
 
 inline constexpr StringView NSPOSIXErrorDomain = u"NSPOSIXErrorDomain"; // codes are errno values
 inline constexpr StringView NSURLErrorDomain = u"NSURLErrorDomain";
+inline constexpr long NSURLErrorCancelled = -999;
+inline constexpr long NSURLErrorServerCertificateUntrusted = -1202;
 
 class NSError {
 public:

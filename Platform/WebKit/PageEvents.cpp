@@ -1,7 +1,5 @@
 #include "WebKit/PageEvents.h"
 
-#include "WebKit/WebDelegates.h"
-
 namespace platform {
 namespace {
 

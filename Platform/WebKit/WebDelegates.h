@@ -14,9 +14,6 @@ namespace platform {
 class WebFrame;
 class WebView;
 
-// Codes of NSURLErrorDomain.
-inline constexpr long NSURLErrorCancelled = -999;
-
 // A sub-resource or document of a page, by the number that the engine adapter gave it.
 using WebResourceIdentifier = unsigned long;
 

@@ -76,8 +76,7 @@ struct SignalHandlers {
 
     static gboolean certificateRefused(WebKitWebView*, const char*, GTlsCertificate*, GTlsCertificateFlags flags,
                                        gpointer data) {
-        constexpr int certificateUntrusted = -1202; // NSURLErrorServerCertificateUntrusted
-        const NSError error(NSURLErrorDomain, certificateUntrusted,
+        const NSError error(NSURLErrorDomain, NSURLErrorServerCertificateUntrusted,
                             u"The server's certificate is not valid (flags " +
                                 stringWithUTF8OrLatin1(std::to_string(static_cast<unsigned>(flags))) + u")");
         engine(data).loadFailed(PageEvent::CertificateRefused, error);
