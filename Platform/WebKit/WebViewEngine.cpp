@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <gtk/gtk.h>
+#include <utility>
 
 namespace platform {
 namespace {

@@ -51,16 +51,16 @@ std::string enginePath() {
     return access(beside.c_str(), X_OK) == 0 ? beside : TESSARO_ENGINE_PATH;
 }
 
-pid_t startEngine(int argc, char* argv[], int record, int displayNumber, const PrivateDisplay* display) {
+pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* display) {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     std::vector<InheritedDescriptor> descriptors = {
         {nowhere, STDIN_FILENO}, {nowhere, STDOUT_FILENO}, {record, recordDescriptor}};
     if (display) {
-        descriptors.push_back({displayNumber, displayDescriptor});
+        descriptors.push_back({display->numberDescriptor(), displayDescriptor});
         descriptors.push_back({display->authorityDescriptor(), authorityDescriptor});
     }
     const pid_t engine = startProgram(enginePath(), std::vector<std::string>(argv, argv + argc),
-                                      engineEnvironment(display != nullptr), descriptors);
+                                      engineEnvironment(display != nullptr), descriptors, SIGKILL);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");
@@ -81,20 +81,20 @@ void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
     setsid(); // a terminal's signals are for the starter, whose end ends everything
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     std::optional<PrivateDisplay> display;
-    Pipe displayNumber;
     const bool wantsDisplay = needsPrivateDisplay(argc, argv);
-    if (wantsDisplay && displayNumber.open())
-        display = PrivateDisplay::start(displayNumber.writeEnd);
-    close(displayNumber.writeEnd);
+    if (wantsDisplay)
+        display = PrivateDisplay::start();
     if (display || !wantsDisplay) {
-        const pid_t engine = startEngine(argc, argv, record, displayNumber.readEnd, display ? &*display : nullptr);
+        const pid_t engine = startEngine(argc, argv, record, display ? &*display : nullptr);
         close(record);
-        if (engine > 0)
+        if (engine > 0) {
             awaitEnd(lifeline, engine, display ? &*display : nullptr);
+            kill(engine, SIGKILL);
+        }
     }
-    endAllDescendants();
     if (display)
-        display->removeTraces();
+        display->end();
+    endAllDescendants();
     _exit(EXIT_SUCCESS);
 }
 

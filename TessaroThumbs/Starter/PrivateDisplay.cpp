@@ -3,6 +3,7 @@
 #include "TessaroThumbs/Starter/Processes.h"
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -44,9 +45,27 @@ int makeAuthority() {
     return file;
 }
 
+// A server that was killed leaves its lock, "/tmp/.X<number>-lock" with its process number in it, and its socket. As long
+// as the lock names this server, no other one has taken its number.
+void removeTraces(pid_t server) {
+    glob_t locks{};
+    if (glob("/tmp/.X*-lock", 0, nullptr, &locks) == 0) {
+        for (std::size_t i = 0; i < locks.gl_pathc; ++i) {
+            const std::string lock = locks.gl_pathv[i];
+            pid_t owner = 0;
+            if (!(std::ifstream(lock) >> owner) || owner != server)
+                continue;
+            const std::size_t name = lock.find("/.X") + 2;
+            unlink(("/tmp/.X11-unix/" + lock.substr(name, lock.rfind("-lock") - name)).c_str());
+            unlink(lock.c_str());
+        }
+    }
+    globfree(&locks);
+}
+
 } // namespace
 
-std::optional<PrivateDisplay> PrivateDisplay::start(int numberDescriptor) {
+std::optional<PrivateDisplay> PrivateDisplay::start() {
     if (access(serverPath, X_OK) != 0) {
         std::fprintf(stderr, "TessaroThumbs: there is no %s to run the page's display (Debian package xvfb).\n",
                      serverPath);
@@ -54,39 +73,33 @@ std::optional<PrivateDisplay> PrivateDisplay::start(int numberDescriptor) {
     }
     const int authority = makeAuthority();
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-    // Clients come through the abstract socket, which vanishes with the server; the lock file is root's to leave out.
-    std::vector<std::string> arguments = {"Xvfb", "-displayfd", std::to_string(numberTarget), "-screen", "0",
-                                          "1440x900x24", "-dpi", "96", "-noreset", "-nolisten", "tcp", "-nolisten",
-                                          "unix", "-extension", "GLX", "-auth",
-                                          "/proc/self/fd/" + std::to_string(authorityTarget)};
-    if (geteuid() == 0)
-        arguments.emplace_back("-nolock");
-    const pid_t process = authority < 0 || nowhere < 0
-                              ? -1
-                              : startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},
-                                             {{nowhere, STDIN_FILENO},
-                                              {nowhere, STDOUT_FILENO},
-                                              {nowhere, STDERR_FILENO}, // it reports keyboard symbols that nobody has
-                                              {numberDescriptor, numberTarget},
-                                              {authority, authorityTarget}});
-    close(nowhere);
+    std::array<int, 2> number{-1, -1};
+    // The engine's web process joins from its sandbox through the socket file: the abstract one is out of its reach.
+    const std::vector<std::string> arguments = {
+        "Xvfb",   "-displayfd", std::to_string(numberTarget), "-screen",    "0",   "1440x900x24", "-dpi",  "96",
+        "-noreset", "-nolisten",  "tcp",                        "-extension", "GLX", "-auth",
+        "/proc/self/fd/" + std::to_string(authorityTarget)};
+    pid_t process = -1;
+    if (authority >= 0 && nowhere >= 0 && pipe2(number.data(), O_CLOEXEC) == 0)
+        process = startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},
+                               {{nowhere, STDIN_FILENO},
+                                {nowhere, STDOUT_FILENO},
+                                {nowhere, STDERR_FILENO}, // it reports keyboard symbols that nobody has
+                                {number[1], numberTarget},
+                                {authority, authorityTarget}},
+                               SIGTERM);
     if (process < 0) {
         std::perror("TessaroThumbs: the private display could not be started");
         return std::nullopt;
     }
-    return PrivateDisplay(process, authority);
+    close(nowhere);
+    close(number[1]);
+    return PrivateDisplay(process, number[0], authority);
 }
 
-void PrivateDisplay::removeTraces() const {
-    glob_t locks{};
-    if (glob("/tmp/.X*-lock", 0, nullptr, &locks) == 0) {
-        for (std::size_t i = 0; i < locks.gl_pathc; ++i) {
-            pid_t owner = 0;
-            if (std::ifstream(locks.gl_pathv[i]) >> owner && owner == process_)
-                unlink(locks.gl_pathv[i]);
-        }
-    }
-    globfree(&locks);
+void PrivateDisplay::end() const {
+    endProgram(process_);
+    removeTraces(process_);
 }
 
 } // namespace tessaro

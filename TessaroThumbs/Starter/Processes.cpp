@@ -5,7 +5,9 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <poll.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,14 +48,14 @@ std::vector<pid_t> children() {
 
 pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment,
-                   const std::vector<InheritedDescriptor>& descriptors) {
+                   const std::vector<InheritedDescriptor>& descriptors, int deathSignal) {
     const std::vector<char*> argumentList = pointers(arguments);
     const std::vector<char*> environmentList = pointers(environment);
     const pid_t parent = getpid();
     const pid_t child = fork(); // this process is small, and the child must ask for its parent's death signal
     if (child != 0)
         return child;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prctl(PR_SET_PDEATHSIG, deathSignal);
     if (getppid() != parent)
         _exit(EXIT_FAILURE); // the parent ended before it could be watched
     for (const int signal : {SIGPIPE, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP, SIGCHLD})
@@ -65,6 +67,16 @@ pid_t startProgram(const std::string& path, const std::vector<std::string>& argu
     if (arrangeDescriptors(descriptors))
         execve(path.c_str(), argumentList.data(), environmentList.data());
     _exit(commandNotFound);
+}
+
+void endProgram(pid_t child) {
+    constexpr int patience = 300; // milliseconds
+    kill(child, SIGTERM);
+    pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
+    if (ended.fd < 0 || poll(&ended, 1, patience) <= 0)
+        kill(child, SIGKILL);
+    close(ended.fd);
+    waitpid(child, nullptr, 0);
 }
 
 void endAllDescendants() {
