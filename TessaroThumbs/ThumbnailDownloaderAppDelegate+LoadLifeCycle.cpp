@@ -9,7 +9,9 @@ namespace {
 
 using brimle::DRLogger;
 
-bool isVerbose() { return isPreferenceSet(u"VerboseThumbnailLogging"); }
+bool isVerbose() {
+    return isPreferenceSet(u"VerboseThumbnailLogging");
+}
 
 std::optional<String> provisionalAddress(const WebFrame& frame) {
     const auto& source = frame.provisionalDataSource();
@@ -98,11 +100,17 @@ WebView* ThumbnailDownloaderAppDelegate::webView_createWebViewModalDialogWithReq
 
 void ThumbnailDownloaderAppDelegate::webViewRunModal(WebView&) {}
 
-bool ThumbnailDownloaderAppDelegate::webViewAreToolbarsVisible(WebView&) { return false; }
+bool ThumbnailDownloaderAppDelegate::webViewAreToolbarsVisible(WebView&) {
+    return false;
+}
 
-bool ThumbnailDownloaderAppDelegate::webViewIsStatusBarVisible(WebView&) { return false; }
+bool ThumbnailDownloaderAppDelegate::webViewIsStatusBarVisible(WebView&) {
+    return false;
+}
 
-bool ThumbnailDownloaderAppDelegate::webViewIsResizable(WebView&) { return false; }
+bool ThumbnailDownloaderAppDelegate::webViewIsResizable(WebView&) {
+    return false;
+}
 
 void ThumbnailDownloaderAppDelegate::webView_setResizable(WebView&, bool) {}
 
@@ -111,8 +119,7 @@ void ThumbnailDownloaderAppDelegate::webView_setFrame(WebView&, NSRect) {}
 void ThumbnailDownloaderAppDelegate::webView_runJavaScriptAlertPanelWithMessage_initiatedByFrame(WebView&, StringView,
                                                                                                  WebFrame*) {}
 
-bool ThumbnailDownloaderAppDelegate::webView_runJavaScriptConfirmPanelWithMessage_initiatedByFrame(WebView&,
-                                                                                                   StringView,
+bool ThumbnailDownloaderAppDelegate::webView_runJavaScriptConfirmPanelWithMessage_initiatedByFrame(WebView&, StringView,
                                                                                                    WebFrame*) {
     return false;
 }

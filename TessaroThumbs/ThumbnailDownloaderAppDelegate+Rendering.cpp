@@ -54,7 +54,8 @@ void ThumbnailDownloaderAppDelegate::saveThumb_usingViewRect_margin_thumbSize(St
         _webView->display();
         const NSRect bounds = _webView->bounds();
         _webView->lockFocus();
-        // The view's y grows upwards: starting 50 points up leaves out the bottom, the reduced width leaves out the right.
+        // The view's y grows upwards: starting 50 points up leaves out the bottom, the reduced width leaves out the
+        // right.
         const NSRect capture = platform::NSMakeRect(margin.x, trimmedBand - margin.y, bounds.size.width - trimmedBand,
                                                     bounds.size.height - trimmedBand);
         const auto bitmap = platform::NSBitmapImageRep::initWithFocusedViewRect(capture);
@@ -66,8 +67,8 @@ void ThumbnailDownloaderAppDelegate::saveThumb_usingViewRect_margin_thumbSize(St
         platform::NSGraphicsContext::currentContext()->setImageInterpolation(platform::NSImageInterpolationHigh);
         constexpr NSRect wholeImage{};
         if (captured)
-            captured->drawInRect_fromRect_operation_fraction({{0, 0}, thumbSize}, wholeImage,
-                                                             platform::NSCompositeCopy, 1.0);
+            captured->drawInRect_fromRect_operation_fraction({{0, 0}, thumbSize}, wholeImage, platform::NSCompositeCopy,
+                                                             1.0);
         thumbnail.unlockFocus();
 
         if (name == u"l")

@@ -6,7 +6,6 @@
 #include "TessaroThumbs/isPreferenceSet.h"
 #include "brimle/DRLogger.h"
 #include "brimle/NSURL+Brimle.h"
-#include "brimle/PLCrashSignalHandler.h"
 
 namespace tessaro {
 namespace {
@@ -24,7 +23,6 @@ constexpr double trimmedBand = 50;
 } // namespace
 
 void ThumbnailDownloaderAppDelegate::applicationDidFinishLaunching(const platform::NSNotification&) {
-    (void)brimle::PLCrashSignalHandler::enableCrashReporterAndReturnError(nullptr);
     static const auto logFileName = std::make_shared<const String>(u"~/Library/Logs/Tessaro/TessaroThumbs.log");
     DRLogger::setFileName(logFileName);
     if (isPreferenceSet(u"VerboseThumbnailLogging"))
@@ -47,7 +45,6 @@ void ThumbnailDownloaderAppDelegate::applicationDidFinishLaunching(const platfor
     _smallIcon.reset();
     _mediumIcon.reset();
     _largeIcon.reset();
-    loadiPhoneIcons(*url);
     _webView->mainFrame().loadRequest(NSURLRequest::requestWithURL(*url));
 }
 

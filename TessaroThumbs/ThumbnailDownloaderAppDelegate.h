@@ -39,10 +39,6 @@ public:
 
     void applicationDidFinishLaunching(const platform::NSNotification& notification) override;
 
-    // Fetches the site's touch icon into _mediumIcon, synchronously (up to two requests of 10 seconds).
-    void loadiPhoneIcons(const NSURL& url);
-    [[nodiscard]] std::optional<NSImage> loadImage_path(const NSURL& url, StringView path);
-
     // Renders the page, writes the record to standard output, closes it and terminates.
     void updateThumbnails();
     // Renders `viewRect` of the page, without the 50-point bands at its right and bottom, scaled to `thumbSize`, into
@@ -58,12 +54,13 @@ public:
     void webView_didReceiveIcon_forFrame(WebView& view, const NSImage& icon, WebFrame& frame) override;
 
     // Resource loads
-    void webView_resource_didReceiveAuthenticationChallenge_fromDataSource(
-        WebView& view, WebResourceIdentifier resource, const NSURLAuthenticationChallenge& challenge,
-        const WebDataSource* source) override;
-    void webView_resource_didCancelAuthenticationChallenge_fromDataSource(
-        WebView& view, WebResourceIdentifier resource, const NSURLAuthenticationChallenge& challenge,
-        const WebDataSource* source) override;
+    void
+    webView_resource_didReceiveAuthenticationChallenge_fromDataSource(WebView& view, WebResourceIdentifier resource,
+                                                                      const NSURLAuthenticationChallenge& challenge,
+                                                                      const WebDataSource* source) override;
+    void webView_resource_didCancelAuthenticationChallenge_fromDataSource(WebView& view, WebResourceIdentifier resource,
+                                                                          const NSURLAuthenticationChallenge& challenge,
+                                                                          const WebDataSource* source) override;
     void webView_plugInFailedWithError_dataSource(WebView& view, const NSError& error,
                                                   const WebDataSource* source) override;
 

@@ -17,9 +17,9 @@ using platform::stringWithFormat;
 namespace {
 
 constexpr std::size_t lengthWidth = 4;
-constexpr std::array<const char *, 4> partNames = {"identifier", "large image", "medium image", "small image"};
+constexpr std::array<const char*, 4> partNames = {"identifier", "large image", "medium image", "small image"};
 
-void writeLength(std::FILE *stream, std::size_t length) {
+void writeLength(std::FILE* stream, std::size_t length) {
     // The field is 32 bits wide on every machine; a longer part is written whole all the same.
     const auto value = static_cast<std::uint32_t>(length);
     std::array<std::uint8_t, lengthWidth> bytes{};
@@ -39,7 +39,7 @@ std::uint64_t readLength(DataView bytes, std::size_t offset) {
 // Words cost time, so they are made only for a caller who asks: a search refuses many candidates.
 template <class... Arguments>
 std::nullopt_t refuse(NSErrorPointer error, ThumbnailRecordErrorCode code,
-                      CheckedFormat<std::type_identity_t<Arguments>...> text, const Arguments &...arguments) {
+                      CheckedFormat<std::type_identity_t<Arguments>...> text, const Arguments&... arguments) {
     if (error != nullptr)
         *error = NSError(ThumbnailRecordErrorDomain, code, stringWithFormat<Arguments...>(text, arguments...));
     return std::nullopt;
@@ -47,7 +47,7 @@ std::nullopt_t refuse(NSErrorPointer error, ThumbnailRecordErrorCode code,
 
 } // namespace
 
-void writeThumbnailRecord(std::FILE *stream, DataView identifier, DataView large, DataView medium, DataView small) {
+void writeThumbnailRecord(std::FILE* stream, DataView identifier, DataView large, DataView medium, DataView small) {
     const std::array<DataView, 4> parts = {identifier, large, medium, small};
     std::fwrite(thumbnailRecordMagic.data(), 1, thumbnailRecordMagic.size(), stream);
     for (const DataView part : parts)

@@ -33,7 +33,7 @@ enum ThumbnailRecordErrorCode : int {
 
 // Writes the record: every field by its own fwrite, an empty part by none. Results are not checked, for the reader
 // alone can tell whether a record arrived whole. The stream is neither flushed nor closed.
-void writeThumbnailRecord(std::FILE *stream, platform::DataView identifier, platform::DataView large,
+void writeThumbnailRecord(std::FILE* stream, platform::DataView identifier, platform::DataView large,
                           platform::DataView medium, platform::DataView small);
 
 // The record that `bytes` consists of, from the first byte to the last; absent, with an error, when it is malformed.

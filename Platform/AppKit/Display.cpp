@@ -1,7 +1,7 @@
 #include "AppKit/Display.h"
 
-#include <cstdlib>
 #include <X11/Xlib.h>
+#include <cstdlib>
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 #include <optional>
@@ -73,7 +73,9 @@ void usePrivateDisplay(int descriptor, int authority) {
     isPrivate = true;
 }
 
-bool displayIsPrivate() { return isPrivate; }
+bool displayIsPrivate() {
+    return isPrivate;
+}
 
 bool connectToDisplay() {
     static const bool connected = connect();

@@ -5,7 +5,8 @@ namespace platform {
 
 // Announces a display server that a parent process is starting for this process alone. `descriptor` is the read end of
 // a pipe on which the server prints its number, a line feed behind it, once it accepts connections; `authority` holds
-// the file with the secret that it asks for. Both must be close-on-exec and are closed here. Without this call, the user's own display is used.
+// the file with the secret that it asks for. Both must be close-on-exec and are closed here. Without this call, the
+// user's own display is used.
 void usePrivateDisplay(int descriptor, int authority);
 
 [[nodiscard]] bool displayIsPrivate();

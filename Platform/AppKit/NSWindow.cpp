@@ -10,7 +10,9 @@
 namespace platform {
 namespace {
 
-int pixels(double points) { return static_cast<int>(std::lround(points)); }
+int pixels(double points) {
+    return static_cast<int>(std::lround(points));
+}
 
 // Screen height in points: where y-up screen coordinates meet the toolkit's y-down ones.
 int screenHeight(GtkWidget* window) {
@@ -66,7 +68,9 @@ void NSWindow::setContentSize(NSSize size) {
 // The owner destroys the window; it is never closed before that.
 void NSWindow::setReleasedWhenClosed(bool) {}
 
-void NSWindow::setAlphaValue(double alpha) { gtk_widget_set_opacity(native_->window, alpha); }
+void NSWindow::setAlphaValue(double alpha) {
+    gtk_widget_set_opacity(native_->window, alpha);
+}
 
 void NSWindow::addSubview(NSView& view) {
     gtk_container_add(GTK_CONTAINER(native_->window), view.widget());

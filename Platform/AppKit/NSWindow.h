@@ -12,7 +12,11 @@ namespace platform {
 
 class NSView;
 
-enum NSBackingStoreType : unsigned { NSBackingStoreRetained = 0, NSBackingStoreNonretained = 1, NSBackingStoreBuffered = 2 };
+enum NSBackingStoreType : unsigned {
+    NSBackingStoreRetained = 0,
+    NSBackingStoreNonretained = 1,
+    NSBackingStoreBuffered = 2
+};
 inline constexpr unsigned NSBorderlessWindowMask = 0;
 
 class NSWindow {

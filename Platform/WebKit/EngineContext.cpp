@@ -34,15 +34,18 @@ WebKitCacheModel engineCacheModel(WebCacheModel model) {
     return WEBKIT_CACHE_MODEL_DOCUMENT_VIEWER;
 }
 
-void refuseDownload(WebKitWebContext*, WebKitDownload* download, gpointer) { webkit_download_cancel(download); }
+void refuseDownload(WebKitWebContext*, WebKitDownload* download, gpointer) {
+    webkit_download_cancel(download);
+}
 
 // The engine ends the process with its own message when a child of it cannot be started in the sandbox; say what that
 // message means to the person who reads it.
 void explainFatalMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
     if ((level & G_LOG_FLAG_FATAL) != 0) {
-        g_printerr("The web engine ended: %s\nNo page can be captured. If this machine cannot build the engine's sandbox "
-                   "(bubblewrap, xdg-dbus-proxy, user namespaces), %s=1 switches it off.\n",
-                   message, sandboxVariable);
+        g_printerr(
+            "The web engine ended: %s\nNo page can be captured. If this machine cannot build the engine's sandbox "
+            "(bubblewrap, xdg-dbus-proxy, user namespaces), %s=1 switches it off.\n",
+            message, sandboxVariable);
         return;
     }
     g_log_default_handler(domain, level, message, nullptr);
@@ -55,7 +58,9 @@ bool sandboxIsSwitchedOff() {
     return value && std::strcmp(value, "0") != 0;
 }
 
-void switchSiteIconsOn() { siteIconsAreOn = true; }
+void switchSiteIconsOn() {
+    siteIconsAreOn = true;
+}
 
 WebKitWebContext* makeEngineContext(const WebPreferences& preferences) {
     g_log_set_default_handler(explainFatalMessage, nullptr);

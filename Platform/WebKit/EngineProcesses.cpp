@@ -31,7 +31,9 @@ gboolean reportEnd(gint descriptor, GIOCondition, gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
-void deleteCallback(gpointer data) { delete static_cast<std::function<void()>*>(data); }
+void deleteCallback(gpointer data) {
+    delete static_cast<std::function<void()>*>(data);
+}
 
 } // namespace
 

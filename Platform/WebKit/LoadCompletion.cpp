@@ -4,14 +4,18 @@
 
 namespace platform {
 
-void LoadCompletion::loadStarted() { *this = {}; }
+void LoadCompletion::loadStarted() {
+    *this = {};
+}
 
 void LoadCompletion::loadCommitted() {
     iconLoads_ = iconLoadsUnderWay_ = 0;
     lastIconArrival_.reset();
 }
 
-void LoadCompletion::loadFailed() { failed_ = true; }
+void LoadCompletion::loadFailed() {
+    failed_ = true;
+}
 
 void LoadCompletion::loadFinished(Time now) {
     if (!failed_)
@@ -28,7 +32,9 @@ void LoadCompletion::iconLoadEnded(Time now) {
     lastIconLoadEnd_ = now;
 }
 
-void LoadCompletion::iconArrived(Time now) { lastIconArrival_ = now; }
+void LoadCompletion::iconArrived(Time now) {
+    lastIconArrival_ = now;
+}
 
 LoadCompletion::Time LoadCompletion::iconSettledTime() const {
     if (iconLoadsUnderWay_ > 0)

@@ -1,5 +1,6 @@
-// What the web view asks and tells its delegates. Every call arrives on the main thread from the event loop, never while
-// the delegate is inside another call of the view. The defaults are the engine's own: nothing happens, nothing is shown.
+// What the web view asks and tells its delegates. Every call arrives on the main thread from the event loop, never
+// while the delegate is inside another call of the view. The defaults are the engine's own: nothing happens, nothing is
+// shown.
 #pragma once
 
 #include "AppKit/NSImage.h"

@@ -1,7 +1,7 @@
 // A page view on a real browser engine. Main thread only.
 //
-// The engine runs in processes of its own: what it tells is reported by its signals and turned into the delegates' calls
-// by one table (PageEvents.h); when a load counts as finished is decided in one place (LoadCompletion.h).
+// The engine runs in processes of its own: what it tells is reported by its signals and turned into the delegates'
+// calls by one table (PageEvents.h); when a load counts as finished is decided in one place (LoadCompletion.h).
 #pragma once
 
 #include "AppKit/NSView.h"

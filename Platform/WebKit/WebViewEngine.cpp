@@ -14,25 +14,29 @@
 namespace platform {
 namespace {
 
-int pixels(double points) { return static_cast<int>(std::lround(points)); }
+int pixels(double points) {
+    return static_cast<int>(std::lround(points));
+}
 
-LoadCompletion::Time now() { return LoadCompletion::Time(g_get_monotonic_time() / 1000); }
+LoadCompletion::Time now() {
+    return LoadCompletion::Time(g_get_monotonic_time() / 1000);
+}
 
 WebKitSettings* makeSettings(const WebPreferences& preferences) {
     return webkit_settings_new_with_settings(
         "enable-site-specific-quirks", FALSE, // they replace the user agent on some hosts
         "javascript-can-open-windows-automatically", preferences.javaScriptCanOpenWindowsAutomatically(), //
         "media-playback-requires-user-gesture", !preferences.allowsAnimatedImages(),                      //
-        "enable-page-cache", FALSE, "enable-dns-prefetching", FALSE, "enable-developer-extras", FALSE,     //
+        "enable-page-cache", FALSE, "enable-dns-prefetching", FALSE, "enable-developer-extras", FALSE,    //
         "hardware-acceleration-policy", WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER, nullptr);
 }
 
 // Scroll bars would narrow what the capture shows of the page. A page may style its own, hence "!important".
 WebKitUserContentManager* makeUserContent() {
     WebKitUserContentManager* manager = webkit_user_content_manager_new();
-    WebKitUserStyleSheet* sheet = webkit_user_style_sheet_new("html{scrollbar-width:none!important}",
-                                                              WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                                                              WEBKIT_USER_STYLE_LEVEL_USER, nullptr, nullptr);
+    WebKitUserStyleSheet* sheet =
+        webkit_user_style_sheet_new("html{scrollbar-width:none!important}", WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+                                    WEBKIT_USER_STYLE_LEVEL_USER, nullptr, nullptr);
     webkit_user_content_manager_add_style_sheet(manager, sheet);
     webkit_user_style_sheet_unref(sheet);
     return manager;
@@ -44,7 +48,9 @@ std::optional<WebDataSource> dataSource(const char* address) {
     return url ? std::optional(WebDataSource(NSURLRequest::requestWithURL(*url))) : std::nullopt;
 }
 
-bool isEmptyDocument(const char* address) { return address && std::string_view(address) == "about:blank"; }
+bool isEmptyDocument(const char* address) {
+    return address && std::string_view(address) == "about:blank";
+}
 
 struct PendingSnapshot {
     GMainLoop* loop;
@@ -96,9 +102,9 @@ void WebView::Engine::setPreferences(const WebPreferences& preferences) {
         WebKitUserContentManager* userContent = makeUserContent();
         WebKitWebsitePolicies* policies = webkit_website_policies_new_with_policies(
             "autoplay", preferences.allowsAnimatedImages() ? WEBKIT_AUTOPLAY_ALLOW : WEBKIT_AUTOPLAY_DENY, nullptr);
-        view_ = WEBKIT_WEB_VIEW(g_object_ref_sink(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context,
-                                                               "user-content-manager", userContent, "website-policies",
-                                                               policies, "settings", settings, nullptr)));
+        view_ = WEBKIT_WEB_VIEW(
+            g_object_ref_sink(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context, "user-content-manager",
+                                           userContent, "website-policies", policies, "settings", settings, nullptr)));
         g_object_unref(policies);
         g_object_unref(userContent);
         g_object_unref(context);
@@ -183,10 +189,10 @@ void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationReque
     const WebResourceIdentifier resource = lastResource_;
     if (reactionTo(event) == PageReaction::DidReceiveAuthenticationChallenge)
         resourceLoadDelegate->webView_resource_didReceiveAuthenticationChallenge_fromDataSource(owner_, resource,
-                                                                                               challenge, nullptr);
+                                                                                                challenge, nullptr);
     else
         resourceLoadDelegate->webView_resource_didCancelAuthenticationChallenge_fromDataSource(owner_, resource,
-                                                                                              challenge, nullptr);
+                                                                                               challenge, nullptr);
 }
 
 void WebView::Engine::loadStarted(const char* address) {
@@ -318,9 +324,8 @@ cairo_surface_t* WebView::Engine::snapshot() {
 
 void WebView::Engine::lockFocus() {
     cairo_surface_t* surface = inPoints(snapshot(), frame_.size);
-    const std::shared_ptr<const void> owner(surface, [](const void* s) {
-        cairo_surface_destroy(static_cast<cairo_surface_t*>(const_cast<void*>(s)));
-    });
+    const std::shared_ptr<const void> owner(
+        surface, [](const void* s) { cairo_surface_destroy(static_cast<cairo_surface_t*>(const_cast<void*>(s))); });
     auto context = NSGraphicsContext::graphicsContextWithPremultipliedARGB32(
         cairo_image_surface_get_data(surface), cairo_image_surface_get_width(surface),
         cairo_image_surface_get_height(surface), cairo_image_surface_get_stride(surface), owner);
@@ -328,6 +333,8 @@ void WebView::Engine::lockFocus() {
     NSGraphicsContext::setCurrentContext(std::move(context));
 }
 
-void WebView::Engine::unlockFocus() { NSGraphicsContext::restoreGraphicsState(); }
+void WebView::Engine::unlockFocus() {
+    NSGraphicsContext::restoreGraphicsState();
+}
 
 } // namespace platform

@@ -4,7 +4,9 @@
 namespace platform {
 namespace {
 
-String text(const char* bytes) { return stringWithUTF8OrLatin1(bytes ? bytes : ""); }
+String text(const char* bytes) {
+    return stringWithUTF8OrLatin1(bytes ? bytes : "");
+}
 
 } // namespace
 
@@ -45,21 +47,19 @@ void WebView::Engine::answerDialog(WebKitScriptDialog* dialog) {
     }
     case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
         webkit_script_dialog_confirm_set_confirmed(
-            dialog,
-            delegate.webView_runBeforeUnloadConfirmPanelWithMessage_initiatedByFrame(owner_, message, nullptr));
+            dialog, delegate.webView_runBeforeUnloadConfirmPanelWithMessage_initiatedByFrame(owner_, message, nullptr));
         break;
     }
 }
 
 void WebView::Engine::offerFileChooser(WebKitFileChooserRequest* request) {
     g_object_ref(request); // letting go of it would cancel the choice
-    WebOpenPanelResultListener listener{
-        [request](StringView path) {
-            const std::string file = lossyUTF8String(path);
-            const char* const files[] = {file.c_str(), nullptr};
-            webkit_file_chooser_request_select_files(request, files);
-        },
-        [request] { webkit_file_chooser_request_cancel(request); }};
+    WebOpenPanelResultListener listener{[request](StringView path) {
+                                            const std::string file = lossyUTF8String(path);
+                                            const char* const files[] = {file.c_str(), nullptr};
+                                            webkit_file_chooser_request_select_files(request, files);
+                                        },
+                                        [request] { webkit_file_chooser_request_cancel(request); }};
     if (uiDelegate)
         uiDelegate->webView_runOpenPanelForFileButtonWithResultListener(owner_, listener);
 }

@@ -7,12 +7,18 @@
 namespace platform {
 namespace {
 
-WebView::Engine& engine(gpointer data) { return *static_cast<WebView::Engine*>(data); }
+WebView::Engine& engine(gpointer data) {
+    return *static_cast<WebView::Engine*>(data);
+}
 
 // Signals whose handler only has to claim that it showed what was asked for.
-gboolean claimHandled() { return TRUE; }
+gboolean claimHandled() {
+    return TRUE;
+}
 void doNothing() {}
-GtkWidget* makeNoView() { return nullptr; }
+GtkWidget* makeNoView() {
+    return nullptr;
+}
 
 gboolean denyPermission(WebKitWebView*, WebKitPermissionRequest* request, gpointer) {
     webkit_permission_request_deny(request);
@@ -67,8 +73,8 @@ struct SignalHandlers {
 
     // TRUE: without it the engine loads an error page in place of the address.
     static gboolean loadFailed(WebKitWebView*, WebKitLoadEvent event, const char*, GError* error, gpointer data) {
-        const LoadPhase phase = event == WEBKIT_LOAD_STARTED || event == WEBKIT_LOAD_REDIRECTED ? LoadPhase::Started
-                                                                                                : LoadPhase::Committed;
+        const LoadPhase phase =
+            event == WEBKIT_LOAD_STARTED || event == WEBKIT_LOAD_REDIRECTED ? LoadPhase::Started : LoadPhase::Committed;
         engine(data).loadFailed(failureAt(phase),
                                 errorFromEngine(g_quark_to_string(error->domain), error->code, error->message));
         return TRUE;

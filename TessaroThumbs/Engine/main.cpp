@@ -14,12 +14,16 @@ namespace {
 
 // True when the descriptor is open. The engine's own processes must not inherit it: one of them that outlives this
 // process would hold the reader's stream open.
-bool takeDescriptor(int descriptor) { return fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0; }
+bool takeDescriptor(int descriptor) {
+    return fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
+}
 
 // Exit handlers run last in, first out: this one, registered before anything else of ours, runs when all of ours have
 // run, and spares the process the taking apart of the engine's libraries, which takes longer than a page and has been
 // seen to hang when a signal handler called exit.
-void leaveAtOnce() { _exit(EXIT_SUCCESS); }
+void leaveAtOnce() {
+    _exit(EXIT_SUCCESS);
+}
 
 } // namespace
 

@@ -45,8 +45,8 @@ int makeAuthority() {
     return file;
 }
 
-// A server that was killed leaves its lock, "/tmp/.X<number>-lock" with its process number in it, and its socket. As long
-// as the lock names this server, no other one has taken its number.
+// A server that was killed leaves its lock, "/tmp/.X<number>-lock" with its process number in it, and its socket. As
+// long as the lock names this server, no other one has taken its number.
 void removeTraces(pid_t server) {
     glob_t locks{};
     if (glob("/tmp/.X*-lock", 0, nullptr, &locks) == 0) {
@@ -76,9 +76,11 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
     std::array<int, 2> number{-1, -1};
     // The engine's web process joins from its sandbox through the socket file: the abstract one is out of its reach.
     const std::vector<std::string> arguments = {
-        "Xvfb",   "-displayfd", std::to_string(numberTarget), "-screen",    "0",   "1440x900x24", "-dpi",  "96",
-        "-noreset", "-nolisten",  "tcp",                        "-extension", "GLX", "-auth",
-        "/proc/self/fd/" + std::to_string(authorityTarget)};
+        "Xvfb",      "-displayfd", std::to_string(numberTarget),
+        "-screen",   "0",          "1440x900x24",
+        "-dpi",      "96",         "-noreset",
+        "-nolisten", "tcp",        "-extension",
+        "GLX",       "-auth",      "/proc/self/fd/" + std::to_string(authorityTarget)};
     pid_t process = -1;
     if (authority >= 0 && nowhere >= 0 && pipe2(number.data(), O_CLOEXEC) == 0)
         process = startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},

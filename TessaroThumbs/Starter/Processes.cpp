@@ -23,15 +23,13 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
 }
 
 // In the child, between fork and exec. Sources are moved out of the way first: one may stand where another one goes.
-bool arrangeDescriptors(const std::vector<InheritedDescriptor>& descriptors) {
+bool arrangeDescriptors(std::vector<InheritedDescriptor> descriptors) {
     constexpr int outOfTheWay = 16;
-    for (const InheritedDescriptor& each : descriptors) {
-        const int moved = fcntl(each.source, F_DUPFD, outOfTheWay);
-        if (moved < 0 || dup2(moved, each.target) < 0)
-            return false;
-        close(moved);
-    }
-    return true;
+    for (InheritedDescriptor& each : descriptors)
+        each.source = fcntl(each.source, F_DUPFD_CLOEXEC, outOfTheWay);
+    return std::all_of(descriptors.begin(), descriptors.end(), [](const InheritedDescriptor& each) {
+        return each.source >= 0 && dup2(each.source, each.target) >= 0;
+    });
 }
 
 // Only those of this process itself; their own are adopted once their parents are gone.
@@ -47,8 +45,8 @@ std::vector<pid_t> children() {
 } // namespace
 
 pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment,
-                   const std::vector<InheritedDescriptor>& descriptors, int deathSignal) {
+                   const std::vector<std::string>& environment, const std::vector<InheritedDescriptor>& descriptors,
+                   int deathSignal) {
     const std::vector<char*> argumentList = pointers(arguments);
     const std::vector<char*> environmentList = pointers(environment);
     const pid_t parent = getpid();
