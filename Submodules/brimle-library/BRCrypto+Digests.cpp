@@ -2,6 +2,7 @@
 
 #include "BRCryptoMemory.h"
 #include "CommonCrypto/CommonDigest.h"
+#include "Foundation/NSAssertionHandler.h"
 #include "Foundation/NSException.h"
 
 #include <array>
@@ -21,7 +22,7 @@ Data digest(DataView input) {
         !finish(result.bytes.data(), &context))
         // Only in an application that has put the crypto library into a mode that bars the algorithm. Wrong bytes could
         // become a key, so there is no result.
-        throw NSException(u"NSInternalInconsistencyException", u"The crypto library refuses a digest");
+        throw NSException(NSInternalInconsistencyException, u"The crypto library refuses a digest");
     return Data(result.bytes.begin(), result.bytes.end());
 }
 

@@ -52,4 +52,71 @@ using platform::StringView;
 [[nodiscard]] String br_SHA512hex(DataView data);
 [[nodiscard]] String br_SHA512hex(StringView text);
 
+// --- Ciphers ---
+//
+// One pass over the whole buffer, nothing authenticates it. The result is absent when the cipher refuses (bad key
+// length, wrong key, damaged ciphertext); then log2 tells "Crypto operation failed: %d" ("RC4 Crypto ..." for RC4) with
+// one of the status numbers of CommonCrypto/CommonCryptor.h. `operation` is 0 to encrypt, 1 to decrypt.
+
+// RC4 under the key as given, of 1 to 512 bytes.
+[[nodiscard]] std::optional<Data> br_RC4Operation_withKey(DataView data, std::uint32_t operation, DataView key);
+// RC4 under the SHA-256 of the key (a string's up to its first U+0000).
+[[nodiscard]] std::optional<Data> br_RC4Encrypt(DataView data, DataView key);
+[[nodiscard]] std::optional<Data> br_RC4Encrypt(DataView data, StringView key);
+[[nodiscard]] std::optional<Data> br_RC4Decrypt(DataView data, DataView key);
+[[nodiscard]] std::optional<Data> br_RC4Decrypt(DataView data, StringView key);
+
+// A block cipher in CBC mode with PKCS#7 padding; algorithm 0 is AES-128, 192 or 256 by the key's length. An absent IV
+// is sixteen zero bytes. Empty data gives empty data, whatever the other arguments.
+[[nodiscard]] std::optional<Data> br_commonCryptoOperation_algorithm_key_ivec(DataView data, std::uint32_t operation,
+                                                                              std::uint32_t algorithm, DataView key,
+                                                                              std::optional<DataView> ivec);
+
+// AES. With a salt the result is the container "Salted__", salt, ciphertext, and a failure leaves the first two alone.
+[[nodiscard]] std::optional<Data> br_AESEncryptWithKey_ivec_salt(DataView data, DataView key,
+                                                                 std::optional<DataView> ivec,
+                                                                 std::optional<DataView> salt);
+// Bare ciphertext only.
+[[nodiscard]] std::optional<Data> br_AESDecryptWithKey_ivec(DataView data, DataView key, std::optional<DataView> ivec);
+
+// --- AES under a password ---
+//
+// Decryption takes 17 bytes or more that begin with "Salted__" as a container with an 8-byte salt, anything else as
+// bare ciphertext without one.
+
+// Key and IV by the MD5 rule (see computeKeyAndIvec): the format of "openssl enc -md md5". Key size 16, else 32.
+[[nodiscard]] std::optional<Data> br_AESEncryptWithBinaryPassword_keySize_useSalt(DataView data,
+                                                                                  std::optional<DataView> password,
+                                                                                  std::int32_t keySize, bool useSalt);
+[[nodiscard]] std::optional<Data> br_AESDecryptWithBinaryPassword_keySize(DataView data,
+                                                                          std::optional<DataView> password,
+                                                                          std::int32_t keySize);
+
+// Key and IV by PBKDF2-HMAC-SHA1 from the password up to its first U+0000. A key size other than 16 or 32 is an assertion
+// failure (NSException by default). Of the count of iterations the low 32 bits count, as a signed number.
+[[nodiscard]] std::optional<Data>
+br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(DataView data, StringView password, std::int32_t keySize,
+                                                        std::int64_t iterations, std::optional<DataView> salt);
+// The same with 8 random bytes of salt.
+[[nodiscard]] std::optional<Data> br_AESEncryptWithPassword_keySize_PBKDF2Iterations(DataView data, StringView password,
+                                                                                     std::int32_t keySize,
+                                                                                     std::int64_t iterations);
+// An absent password gives an absent result.
+[[nodiscard]] std::optional<Data>
+br_AESDecryptWithPassword_keySize_PBKDF2Iterations(DataView data, std::optional<StringView> password,
+                                                   std::int32_t keySize, std::int64_t iterations);
+
+// --- Key derivation ---
+
+// OpenSSL's rule with MD5 and one round. Key size 16 gives a key of 16 bytes; every other one, 24 included, a key of 32.
+// The IV has 16 bytes.
+void computeKeyAndIvec(std::optional<DataView> password, std::optional<DataView> salt, std::int32_t keySize, Data& key,
+                       Data& ivec);
+
+// PBKDF2-HMAC-SHA1 (RFC 2898) into `keylen` bytes at `out`. A `passlen` of -1 means up to the zero byte; a null password
+// is empty. Fewer than 1 iteration count as 1. Lives in this namespace: the OpenSSL library has another function of
+// this name.
+void PKCS5_PBKDF2_HMAC(const char* pass, std::int32_t passlen, const std::uint8_t* salt, std::int32_t saltlen,
+                       std::int32_t iter, std::int32_t keylen, std::uint8_t* out);
+
 } // namespace brimle
