@@ -47,6 +47,7 @@ public:
 private:
     friend struct EngineSignals;
 
+    void startWebProcess();
     void watchCompletion();
     void completionIsDue();
     [[nodiscard]] std::optional<NSImage> currentIcon();

@@ -89,7 +89,7 @@ void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
         close(record);
         if (engine > 0) {
             awaitEnd(lifeline, engine, display ? &*display : nullptr);
-            kill(engine, SIGKILL);
+            killTree(engine);
         }
     }
     if (display)

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <glob.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -32,13 +33,17 @@ bool arrangeDescriptors(std::vector<InheritedDescriptor> descriptors) {
     });
 }
 
-// Only those of this process itself; their own are adopted once their parents are gone.
-std::vector<pid_t> children() {
+// A child belongs to the thread that started it.
+std::vector<pid_t> children(pid_t parent) {
     std::vector<pid_t> found;
-    const std::string pid = std::to_string(getpid());
-    std::ifstream list("/proc/" + pid + "/task/" + pid + "/children");
-    for (pid_t child = 0; list >> child;)
-        found.push_back(child);
+    glob_t lists{};
+    if (glob(("/proc/" + std::to_string(parent) + "/task/*/children").c_str(), GLOB_NOSORT, nullptr, &lists) == 0)
+        for (std::size_t i = 0; i < lists.gl_pathc; ++i) {
+            std::ifstream list(lists.gl_pathv[i]);
+            for (pid_t child = 0; list >> child;)
+                found.push_back(child);
+        }
+    globfree(&lists);
     return found;
 }
 
@@ -77,10 +82,19 @@ void endProgram(pid_t child) {
     waitpid(child, nullptr, 0);
 }
 
+// Children are read before their parent goes; what a dying process leaves behind all the same is adopted and found
+// later.
+void killTree(pid_t process) {
+    const std::vector<pid_t> own = children(process);
+    kill(process, SIGKILL);
+    for (const pid_t child : own)
+        killTree(child);
+}
+
 void endAllDescendants() {
     for (;;) {
-        for (const pid_t child : children())
-            kill(child, SIGKILL);
+        for (const pid_t child : children(getpid()))
+            killTree(child);
         if (waitpid(-1, nullptr, 0) < 0 && errno == ECHILD)
             return;
     }

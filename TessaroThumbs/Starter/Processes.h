@@ -23,6 +23,9 @@ struct InheritedDescriptor {
 // SIGTERM for a child, SIGKILL when that did not end it within 300 milliseconds. Returns when it is gone.
 void endProgram(pid_t child);
 
+// SIGKILL for a process and all its descendants at once. Does not wait for their end.
+void killTree(pid_t process);
+
 // SIGKILL for every descendant, until none is left: orphans are adopted, for which this process must be a subreaper.
 void endAllDescendants();
 
