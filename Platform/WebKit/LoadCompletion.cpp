@@ -10,7 +10,8 @@ void LoadCompletion::loadStarted() {
 
 void LoadCompletion::loadCommitted() {
     iconLoads_ = iconLoadsUnderWay_ = 0;
-    lastIconArrival_.reset();
+    picturesAwaited_.clear();
+    earlyPicture_.reset();
 }
 
 void LoadCompletion::loadFailed() {
@@ -28,12 +29,22 @@ void LoadCompletion::iconLoadStarted() {
 }
 
 void LoadCompletion::iconLoadEnded(Time now) {
-    iconLoadsUnderWay_ = std::max(0, iconLoadsUnderWay_ - 1);
-    lastIconLoadEnd_ = now;
+    if (iconLoadsUnderWay_ == 0)
+        return; // begun before the commit
+    --iconLoadsUnderWay_;
+    lastIconEvent_ = now;
+    if (!earlyPicture_ || *earlyPicture_ + iconArrivalTime < now)
+        picturesAwaited_.push_back(now);
+    earlyPicture_.reset();
 }
 
+// The picture is announced right before or after its load ends: it belongs to the load that ended last.
 void LoadCompletion::iconArrived(Time now) {
-    lastIconArrival_ = now;
+    lastIconEvent_ = now;
+    if (picturesAwaited_.empty())
+        earlyPicture_ = now;
+    else
+        picturesAwaited_.pop_back();
 }
 
 LoadCompletion::Time LoadCompletion::iconSettledTime() const {
@@ -41,10 +52,8 @@ LoadCompletion::Time LoadCompletion::iconSettledTime() const {
         return *finished_ + longestWait;
     if (iconLoads_ == 0)
         return *finished_ + iconStartTime;
-    // The picture is announced right before or after its load ends.
-    if (lastIconArrival_ && *lastIconArrival_ + iconArrivalTime >= lastIconLoadEnd_)
-        return *lastIconArrival_;
-    return lastIconLoadEnd_ + iconArrivalTime;
+    return picturesAwaited_.empty() ? lastIconEvent_
+                                    : std::max(lastIconEvent_, picturesAwaited_.back() + iconArrivalTime);
 }
 
 std::optional<LoadCompletion::Time> LoadCompletion::dueTime() const {

@@ -5,13 +5,14 @@
 // (location=..., meta refresh) begins its next load 3 to 12 ms later. So the finish is reported when
 //   - no new load has begun since, and
 //   - `settlingTime` has passed, and
-//   - no icon load was seen for `iconStartTime`, or every one seen has ended and its picture arrived (or did not within
-//     `iconArrivalTime`),
+//   - no icon load was seen for `iconStartTime`, or every one seen has ended and its own picture arrived (or did not
+//     within `iconArrivalTime`),
 // and in any case `longestWait` after the engine's word.
 #pragma once
 
 #include <chrono>
 #include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -42,8 +43,9 @@ private:
     std::optional<Time> finished_;
     int iconLoads_ = 0;
     int iconLoadsUnderWay_ = 0;
-    Time lastIconLoadEnd_{};
-    std::optional<Time> lastIconArrival_;
+    Time lastIconEvent_{};              // an icon load's end or a picture's arrival
+    std::vector<Time> picturesAwaited_; // the ends of icon loads whose pictures have not arrived
+    std::optional<Time> earlyPicture_;  // one whose load has not ended yet
 };
 
 } // namespace platform
