@@ -13,10 +13,10 @@ void require(bool condition) {
         std::abort();
 }
 
-void requireSameBytes(const ThumbnailRecord &record, platform::DataView bytes) {
-    char *buffer = nullptr;
+void requireSameBytes(const ThumbnailRecord& record, platform::DataView bytes) {
+    char* buffer = nullptr;
     std::size_t length = 0;
-    std::FILE *stream = open_memstream(&buffer, &length);
+    std::FILE* stream = open_memstream(&buffer, &length);
     writeThumbnailRecord(stream, record.identifier, record.large, record.medium, record.small);
     std::fclose(stream);
     require(length == bytes.size() && std::memcmp(buffer, bytes.data(), length) == 0);
@@ -25,7 +25,7 @@ void requireSameBytes(const ThumbnailRecord &record, platform::DataView bytes) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const platform::DataView bytes(data, size);
     std::optional<platform::NSError> error;
     const auto record = readThumbnailRecord(bytes, &error);

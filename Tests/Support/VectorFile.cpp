@@ -6,7 +6,7 @@
 namespace testing_support {
 namespace {
 
-std::string trimmed(const std::string &text) {
+std::string trimmed(const std::string& text) {
     const std::size_t first = text.find_first_not_of(" \t\r");
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
@@ -29,7 +29,7 @@ platform::Data unhex(std::string_view digits) {
     return bytes;
 }
 
-platform::Data VectorRow::bytes(const std::string &name) const {
+platform::Data VectorRow::bytes(const std::string& name) const {
     std::string value = text(name);
     std::size_t count = 1;
     if (const std::size_t star = value.rfind('*');
@@ -49,14 +49,14 @@ platform::Data VectorRow::bytes(const std::string &name) const {
     return all;
 }
 
-std::ostream &operator<<(std::ostream &out, const VectorRow &row) {
+std::ostream& operator<<(std::ostream& out, const VectorRow& row) {
     out << "the row at line " << row.line << ":";
-    for (const auto &[name, value] : row.fields)
+    for (const auto& [name, value] : row.fields)
         out << "\n    " << name << " = " << value.substr(0, 160);
     return out;
 }
 
-std::vector<VectorRow> readVectors(const std::string &name) {
+std::vector<VectorRow> readVectors(const std::string& name) {
     std::ifstream file(TEST_DATA_FOLDER "/" + name);
     if (!file)
         throw std::runtime_error("no vector file " + name);

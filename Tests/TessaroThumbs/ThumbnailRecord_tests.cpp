@@ -14,12 +14,12 @@ using platform::Data;
 using platform::DataView;
 using platform::lossyUTF8String;
 using platform::NSError;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 Data written(DataView identifier, DataView large, DataView medium, DataView small) {
-    char *buffer = nullptr;
+    char* buffer = nullptr;
     std::size_t length = 0;
-    std::FILE *stream = open_memstream(&buffer, &length);
+    std::FILE* stream = open_memstream(&buffer, &length);
     writeThumbnailRecord(stream, identifier, large, medium, small);
     std::fclose(stream);
     Data bytes(buffer, buffer + length);
@@ -55,16 +55,16 @@ TEST(ThumbnailRecord, WritesEveryPartInItsPlace) {
         {"", std::string(0x012345, 'x'), "", "",
          "CCAAFFEE\0\0\0\0\x45\x23\x01\0\0\0\0\0\0\0\0\0"s + std::string(0x012345, 'x')},
     };
-    for (const LayoutCase &row : rows)
+    for (const LayoutCase& row : rows)
         EXPECT_EQ(text(written(row.identifier, row.large, row.medium, row.small)), row.bytes) << row.identifier;
 }
 
 TEST(ThumbnailRecord, ReadsBackWhatItWrote) {
     const std::string all[] = {"", "a", "CCAAFFEE", "\0\0"s, std::string(70000, '\xFE')};
-    for (const std::string &identifier : all)
-        for (const std::string &large : all)
-            for (const std::string &medium : all)
-                for (const std::string &small : all) {
+    for (const std::string& identifier : all)
+        for (const std::string& large : all)
+            for (const std::string& medium : all)
+                for (const std::string& small : all) {
                     const Data bytes = written(identifier, large, medium, small);
                     std::optional<NSError> error;
                     const auto record = readThumbnailRecord(bytes, &error);
@@ -81,7 +81,7 @@ TEST(ThumbnailRecord, ReadsBackWhatItWrote) {
 struct RefusalCase {
     std::string bytes;
     ThumbnailRecordErrorCode code;
-    const char *message;
+    const char* message;
 };
 
 TEST(ThumbnailRecord, RefusesWhatIsMalformed) {
@@ -121,7 +121,7 @@ TEST(ThumbnailRecord, RefusesWhatIsMalformed) {
          "the identifier reaches past the end: 4294967295 bytes from offset 24 on, but the last byte stands at offset "
          "23"},
     };
-    for (const RefusalCase &row : rows) {
+    for (const RefusalCase& row : rows) {
         std::optional<NSError> error;
         EXPECT_FALSE(readThumbnailRecord(charactersAsBytes(row.bytes), &error)) << row.message;
         ASSERT_TRUE(error) << row.message;
@@ -169,7 +169,7 @@ TEST(ThumbnailRecord, IsFoundBehindLogLines) {
         // Two runs in one file: the second is the one that ends the stream.
         {record + record, record.size()},
     };
-    for (const SearchCase &row : rows)
+    for (const SearchCase& row : rows)
         EXPECT_EQ(findThumbnailRecord(charactersAsBytes(row.stream)), row.offset) << row.stream;
 }
 
@@ -178,8 +178,8 @@ struct CountingStream {
     std::uint64_t bytes = 0;
 };
 
-ssize_t countBytes(void *cookie, const char *data, std::size_t length) {
-    auto &counter = *static_cast<CountingStream *>(cookie);
+ssize_t countBytes(void* cookie, const char* data, std::size_t length) {
+    auto& counter = *static_cast<CountingStream*>(cookie);
     counter.heads.emplace_back(data, std::min<std::size_t>(length, 8));
     counter.bytes += length;
     return static_cast<ssize_t>(length);
@@ -187,7 +187,7 @@ ssize_t countBytes(void *cookie, const char *data, std::size_t length) {
 
 TEST(ThumbnailRecord, EveryFieldIsAWriteOfItsOwn) {
     CountingStream counter;
-    std::FILE *stream =
+    std::FILE* stream =
         fopencookie(&counter, "w", {.read = nullptr, .write = countBytes, .seek = nullptr, .close = nullptr});
     std::setvbuf(stream, nullptr, _IONBF, 0);
     const Data small(2, 's');
@@ -200,13 +200,13 @@ TEST(ThumbnailRecord, EveryFieldIsAWriteOfItsOwn) {
 
 TEST(ThumbnailRecord, KeepsTheLow32BitsOfALengthAndAllOfTheBytes) {
     constexpr std::size_t length = (std::size_t{1} << 32) + 3;
-    void *pages = mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* pages = mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     ASSERT_NE(pages, MAP_FAILED);
     CountingStream counter;
-    std::FILE *stream =
+    std::FILE* stream =
         fopencookie(&counter, "w", {.read = nullptr, .write = countBytes, .seek = nullptr, .close = nullptr});
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    writeThumbnailRecord(stream, {}, DataView(static_cast<const std::uint8_t *>(pages), length), {}, {});
+    writeThumbnailRecord(stream, {}, DataView(static_cast<const std::uint8_t*>(pages), length), {}, {});
     std::fclose(stream);
     munmap(pages, length);
     ASSERT_GE(counter.heads.size(), 3u);
@@ -215,7 +215,7 @@ TEST(ThumbnailRecord, KeepsTheLow32BitsOfALengthAndAllOfTheBytes) {
 }
 
 TEST(ThumbnailRecord, AFailingStreamIsNotTheWritersConcern) {
-    std::FILE *stream = std::fopen("/dev/full", "w");
+    std::FILE* stream = std::fopen("/dev/full", "w");
     ASSERT_NE(stream, nullptr);
     const Data large(100000, 'l');
     writeThumbnailRecord(stream, charactersAsBytes("id"), large, {}, {});

@@ -10,12 +10,12 @@ namespace loopback_site {
 
 namespace {
 
-constexpr const char *here = "subjectAltName=DNS:localhost,IP:127.0.0.1";
-constexpr const char *elsewhere = "subjectAltName=DNS:elsewhere.test";
+constexpr const char* here = "subjectAltName=DNS:localhost,IP:127.0.0.1";
+constexpr const char* elsewhere = "subjectAltName=DNS:elsewhere.test";
 
 // A certificate with a key of its own. `signer` null: it signs itself.
-CertificateFiles makeCertificate(const std::filesystem::path &folder, const std::string &name, const char *extension,
-                                 const CertificateFiles *signer) {
+CertificateFiles makeCertificate(const std::filesystem::path& folder, const std::string& name, const char* extension,
+                                 const CertificateFiles* signer) {
     CertificateFiles files{folder / (name + ".pem"), folder / (name + ".key")};
     std::vector<std::string> words = {"openssl",
                                       "req",
@@ -39,12 +39,12 @@ CertificateFiles makeCertificate(const std::filesystem::path &folder, const std:
         words.insert(words.end(), {"-CA", signer->certificate, "-CAkey", signer->key, "-addext",
                                    "basicConstraints=critical,CA:FALSE", "-addext", "extendedKeyUsage=serverAuth"});
     }
-    std::vector<char *> arguments;
+    std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
-    for (std::string &word : words)
+    for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    char *complaint = nullptr;
+    char* complaint = nullptr;
     int status = 0;
     const bool started = g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
                                       nullptr, &complaint, &status, nullptr) != 0;
@@ -57,7 +57,7 @@ CertificateFiles makeCertificate(const std::filesystem::path &folder, const std:
 
 } // namespace
 
-Certificates makeCertificates(const std::filesystem::path &folder) {
+Certificates makeCertificates(const std::filesystem::path& folder) {
     const CertificateFiles authority =
         makeCertificate(folder, "authority", "basicConstraints=critical,CA:TRUE", nullptr);
     return {authority.certificate, makeCertificate(folder, "good", here, &authority),

@@ -20,6 +20,6 @@ struct Certificates {
 };
 
 // Calls the openssl command. Throws std::runtime_error when it fails.
-[[nodiscard]] Certificates makeCertificates(const std::filesystem::path &folder);
+[[nodiscard]] Certificates makeCertificates(const std::filesystem::path& folder);
 
 } // namespace loopback_site

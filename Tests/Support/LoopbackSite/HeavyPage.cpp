@@ -4,7 +4,7 @@ namespace loopback_site {
 
 namespace {
 
-constexpr const char *head = R"(<!doctype html><html><head><meta charset=utf-8><title>A heavy page</title>
+constexpr const char* head = R"(<!doctype html><html><head><meta charset=utf-8><title>A heavy page</title>
 <link rel=icon href="/icons/icon.png">
 <style>
 @font-face { font-family: web; src: url("/fonts/web.ttf"); }

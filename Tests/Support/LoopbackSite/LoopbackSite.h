@@ -24,42 +24,42 @@ struct Query {
     std::string path;                              // decoded, begins with "/"
     std::map<std::string, std::string> parameters; // of the part behind "?", decoded
 
-    [[nodiscard]] std::string parameter(const std::string &name, const std::string &otherwise = "") const;
-    [[nodiscard]] unsigned number(const std::string &name, unsigned otherwise) const;
+    [[nodiscard]] std::string parameter(const std::string& name, const std::string& otherwise = "") const;
+    [[nodiscard]] unsigned number(const std::string& name, unsigned otherwise) const;
 };
 
 class LoopbackSite {
 public:
     // Answers the request or returns false, and then the folder's files come next.
-    using Handler = std::function<bool(SoupServerMessage *, const Query &)>;
+    using Handler = std::function<bool(SoupServerMessage*, const Query&)>;
 
     // `requestLog` may be null; it gets one line a request: "METHOD target" and each header as "\tName: value".
-    LoopbackSite(std::filesystem::path folder, Handler handler, std::FILE *requestLog);
+    LoopbackSite(std::filesystem::path folder, Handler handler, std::FILE* requestLog);
     ~LoopbackSite();
-    LoopbackSite(const LoopbackSite &) = delete;
-    LoopbackSite &operator=(const LoopbackSite &) = delete;
+    LoopbackSite(const LoopbackSite&) = delete;
+    LoopbackSite& operator=(const LoopbackSite&) = delete;
 
     // Listens on 127.0.0.1 and returns the port: the preferred one when it is free and permitted, else a free one.
     // With a certificate it speaks HTTPS. Throws std::runtime_error when it cannot listen at all.
-    std::uint16_t listen(std::uint16_t preferredPort, const CertificateFiles *certificate);
+    std::uint16_t listen(std::uint16_t preferredPort, const CertificateFiles* certificate);
 
 private:
-    static void onRequest(SoupServer *server, SoupServerMessage *message, const char *path, GHashTable *query,
-                          void *self);
-    void log(SoupServerMessage *message) const;
-    void answerWithFile(SoupServerMessage *message, const std::string &path) const;
+    static void onRequest(SoupServer* server, SoupServerMessage* message, const char* path, GHashTable* query,
+                          void* self);
+    void log(SoupServerMessage* message) const;
+    void answerWithFile(SoupServerMessage* message, const std::string& path) const;
 
     struct StopServer {
-        void operator()(SoupServer *server) const;
+        void operator()(SoupServer* server) const;
     };
 
     std::filesystem::path folder_;
     Handler handler_;
-    std::FILE *requestLog_;
+    std::FILE* requestLog_;
     std::vector<std::unique_ptr<SoupServer, StopServer>> servers_;
 };
 
 // A whole answer at once.
-void answer(SoupServerMessage *message, unsigned status, const char *contentType, std::string_view body);
+void answer(SoupServerMessage* message, unsigned status, const char* contentType, std::string_view body);
 
 } // namespace loopback_site

@@ -20,6 +20,6 @@
 namespace loopback_site {
 
 // Answers a request for one of the addresses above; false when it is none of them.
-[[nodiscard]] bool answerRoute(SoupServerMessage *message, const Query &query);
+[[nodiscard]] bool answerRoute(SoupServerMessage* message, const Query& query);
 
 } // namespace loopback_site

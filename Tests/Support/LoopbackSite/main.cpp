@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr const char *usage = R"(Usage: loopback-site [options]
+constexpr const char* usage = R"(Usage: loopback-site [options]
   --folder DIR   serve the files below DIR ("/" is DIR/index.html)
   --routes       also answer the test routes (statuses, delays, faults, challenges)
   --port N       prefer this port for HTTP; a free one otherwise
@@ -34,10 +34,10 @@ struct Options {
     std::uint16_t port = 0;
     std::uint16_t httpsPort = 0;
     std::optional<std::filesystem::path> certificates;
-    std::FILE *log = nullptr;
+    std::FILE* log = nullptr;
 };
 
-Options parse(int count, char **words) {
+Options parse(int count, char** words) {
     Options options;
     for (int i = 1; i < count; ++i) {
         const std::string_view word = words[i];
@@ -66,15 +66,15 @@ Options parse(int count, char **words) {
     return options;
 }
 
-gboolean onInput(int descriptor, GIOCondition, void *loop) {
+gboolean onInput(int descriptor, GIOCondition, void* loop) {
     char ignored[256];
     if (read(descriptor, ignored, sizeof ignored) > 0)
         return G_SOURCE_CONTINUE;
-    g_main_loop_quit(static_cast<GMainLoop *>(loop));
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
     return G_SOURCE_REMOVE;
 }
 
-void serve(const Options &options) {
+void serve(const Options& options) {
     using namespace loopback_site;
     LoopbackSite site(options.folder, options.routes ? answerRoute : LoopbackSite::Handler(), options.log);
     std::string ports = "{\"http\": " + std::to_string(site.listen(options.port, nullptr));
@@ -87,7 +87,7 @@ void serve(const Options &options) {
     }
     std::printf("%s}\n", ports.c_str());
     std::fflush(stdout);
-    GMainLoop *loop = g_main_loop_new(nullptr, FALSE);
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     g_unix_fd_add(STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), onInput, loop);
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
@@ -95,11 +95,11 @@ void serve(const Options &options) {
 
 } // namespace
 
-int main(int count, char **words) {
+int main(int count, char** words) {
     try {
         serve(parse(count, words));
         return 0;
-    } catch (const std::exception &error) {
+    } catch (const std::exception& error) {
         std::fprintf(stderr, "loopback-site: %s\n", error.what());
         return 1;
     }

@@ -1,0 +1,81 @@
+// Runs a program as its user does: arguments, environment, standard streams, exit status, and when each thing happened.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace testing_support {
+
+using Clock = std::chrono::steady_clock;
+
+struct ProcessOptions {
+    std::string input;                                             // for standard input, which then ends
+    std::map<std::string, std::optional<std::string>> environment; // changes to one's own; absent removes
+    bool closeOutput = false;                                      // nobody reads standard output
+    std::vector<std::string> wrapper;                              // words in front of the program's
+};
+
+struct ProcessResult {
+    int status = -1; // exit status; -1 when a signal or the deadline ended it
+    int signal = 0;
+    bool timedOut = false; // it was still running at the deadline, and its process group was killed
+    std::string output;
+    std::string errors;
+    Clock::time_point started, lastOutput, endOfOutput, ended;
+};
+
+class Process {
+public:
+    // Starts the program in a process group of its own. Throws std::runtime_error when it cannot be started.
+    Process(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+            const ProcessOptions& options = {});
+    // Kills the process group of a program that is still running.
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    void sendSignal(int number) const;
+    // Reads both streams to their ends and waits; the streams' ends and the program's count towards the limit.
+    [[nodiscard]] ProcessResult finish(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+private:
+    void readFrom(int& descriptor, std::string& text, bool isOutput);
+    [[nodiscard]] bool reap(bool block);
+
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    int errors_ = -1;
+    std::string pending_; // of the input
+    ProcessResult result_;
+};
+
+[[nodiscard]] inline ProcessResult run(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                                       const ProcessOptions& options = {},
+                                       std::chrono::milliseconds limit = std::chrono::seconds(30)) {
+    return Process(program, arguments, options).finish(limit);
+}
+
+// Waits until the condition holds; false when it still does not at the deadline.
+template <class Condition>
+[[nodiscard]] bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    const auto deadline = Clock::now() + limit;
+    while (!condition()) {
+        if (Clock::now() > deadline)
+            return false;
+        const timespec pause{0, 5'000'000};
+        nanosleep(&pause, nullptr);
+    }
+    return true;
+}
+
+// The processes, living or zombies, whose environment holds "NAME=value": pid and command name.
+[[nodiscard]] std::map<pid_t, std::string> processesWithEnvironment(const std::string& assignment);
+
+} // namespace testing_support
