@@ -1,5 +1,6 @@
 #include "ImageHeaders.h"
 
+#include "AnimationFrames.h"
 #include "ByteReader.h"
 #include "ImageDecoding.h"
 
@@ -30,7 +31,7 @@ constexpr Signature signatures[] = {
     {ImageType::JPEG2000, 0, "\xFF\x4F\xFF\x51"sv},
 };
 
-PixelSize sizeOfPNG(const ByteReader &bytes) {
+PixelSize sizeOfPNG(const ByteReader& bytes) {
     return bytes.hasText(12, "IHDR") ? PixelSize{bytes.big32(16), bytes.big32(20)} : PixelSize{};
 }
 
@@ -53,7 +54,7 @@ bool hasTooManyScans(DataView data) {
     return false;
 }
 
-PixelSize sizeOfJPEG(const ByteReader &bytes) {
+PixelSize sizeOfJPEG(const ByteReader& bytes) {
     for (std::size_t at = 2; bytes.has(at, 4);) {
         if (bytes.byte(at) != 0xFF) { // what decoders skip between segments
             ++at;
@@ -74,35 +75,14 @@ PixelSize sizeOfJPEG(const ByteReader &bytes) {
     return {};
 }
 
-// Behind the data blocks that begin at `at`, each with its length in front, the last one empty.
-std::size_t behindBlocks(const ByteReader &bytes, std::size_t at) {
-    while (bytes.byte(at) != 0)
-        at += 1u + bytes.byte(at);
-    return std::min(at + 1, bytes.size());
-}
-
-std::size_t colourTableBytes(std::uint8_t flags) {
-    return flags & 0x80 ? std::size_t{3} << ((flags & 7) + 1) : 0;
-}
-
-// Where the first picture's descriptor stands; the file's size when there is none.
-std::size_t firstPictureOfGIF(const ByteReader &bytes) {
-    constexpr std::uint8_t extension = 0x21;
-    constexpr std::uint8_t picture = 0x2C;
-    std::size_t at = 13 + colourTableBytes(bytes.byte(10));
-    while (bytes.byte(at) == extension)
-        at = behindBlocks(bytes, at + 2);
-    return bytes.byte(at) == picture && bytes.has(at, 10) ? at : bytes.size();
-}
-
 // The canvas, or more where the first picture sticks out of it.
-PixelSize sizeOfGIF(const ByteReader &bytes) {
+PixelSize sizeOfGIF(const ByteReader& bytes) {
     const std::size_t at = firstPictureOfGIF(bytes);
     return {std::max(bytes.little16(6), bytes.little16(at + 1) + bytes.little16(at + 5)),
             std::max(bytes.little16(8), bytes.little16(at + 3) + bytes.little16(at + 7))};
 }
 
-PixelSize sizeOfBMP(const ByteReader &bytes) {
+PixelSize sizeOfBMP(const ByteReader& bytes) {
     constexpr std::uint32_t oldHeader = 12;
     if (bytes.little32(14) == oldHeader)
         return {bytes.little16(18), bytes.little16(20)};
@@ -111,7 +91,7 @@ PixelSize sizeOfBMP(const ByteReader &bytes) {
     return {bytes.little32(18), isTopDown ? 0u - high : high};
 }
 
-PixelSize sizeOfWebP(const ByteReader &bytes) {
+PixelSize sizeOfWebP(const ByteReader& bytes) {
     constexpr std::uint32_t fourteenBits = 0x3FFF;
     if (bytes.hasText(12, "VP8X"))
         return {bytes.little24(24) + 1, bytes.little24(27) + 1};
@@ -122,7 +102,7 @@ PixelSize sizeOfWebP(const ByteReader &bytes) {
     return {bytes.little16(26) & fourteenBits, bytes.little16(28) & fourteenBits};
 }
 
-PixelSize sizeOf(const ByteReader &bytes, ImageType type) {
+PixelSize sizeOf(const ByteReader& bytes, ImageType type) {
     switch (type) {
     case ImageType::PNG:
         return sizeOfPNG(bytes);
@@ -147,7 +127,7 @@ PixelSize sizeOf(const ByteReader &bytes, ImageType type) {
 
 std::optional<ImageType> sniffImageType(DataView data) {
     const ByteReader bytes(data);
-    for (const Signature &signature : signatures)
+    for (const Signature& signature : signatures)
         if (bytes.hasText(signature.offset, signature.text))
             return signature.type;
     return std::nullopt;
@@ -163,19 +143,6 @@ std::optional<PixelSize> declaredSize(DataView data, ImageType type) {
 bool isAcceptable(PixelSize size) {
     return size.wide >= 1 && size.high >= 1 && size.wide <= maximumImageSide && size.high <= maximumImageSide &&
            static_cast<long>(size.wide) * static_cast<long>(size.high) <= maximumImagePixels;
-}
-
-Data firstFrameOfGIF(DataView data) {
-    constexpr std::uint8_t trailer = 0x3B;
-    const ByteReader bytes(data);
-    const std::size_t picture = firstPictureOfGIF(bytes);
-    if (picture >= data.size())
-        return {};
-    const std::size_t blocks = picture + 10 + colourTableBytes(bytes.byte(picture + 9)) + 1;
-    const DataView kept = bytes.part(0, behindBlocks(bytes, blocks));
-    Data result(kept.begin(), kept.end());
-    result.push_back(trailer);
-    return result;
 }
 
 } // namespace platform

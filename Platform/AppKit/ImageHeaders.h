@@ -22,7 +22,4 @@ struct PixelSize {
 // Whether one representation of that size is decoded at all.
 [[nodiscard]] bool isAcceptable(PixelSize size);
 
-// A GIF cut behind its first picture: the decoder would lay out all the others too. Empty when it has none.
-[[nodiscard]] Data firstFrameOfGIF(DataView data);
-
 } // namespace platform

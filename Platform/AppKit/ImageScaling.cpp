@@ -27,8 +27,10 @@ double lanczos3(double x) {
         return 1;
     if (std::abs(x) >= 3)
         return 0;
-    const double angle = std::numbers::pi * x;
-    return 3 * std::sin(angle) * std::sin(angle / 3) / (angle * angle);
+    // sinc(x) * sinc(x / 3), with sin(3a) = sin(a) * (3 - 4 * sin(a)^2): the sines are a good part of a small picture.
+    const double third = std::numbers::pi * x / 3;
+    const double sine = std::sin(third);
+    return sine * sine * (3 - 4 * sine * sine) / (3 * third * third);
 }
 
 // For each destination pixel of one axis: the first source pixel and the weights from there on. All have one length,
@@ -37,7 +39,7 @@ struct Taps {
     int count = 0;
     std::vector<int> first;
     std::vector<std::int16_t> weights;
-    [[nodiscard]] const std::int16_t *at(int i) const {
+    [[nodiscard]] const std::int16_t* at(int i) const {
         return weights.data() + static_cast<std::ptrdiff_t>(i) * count;
     }
 };
@@ -70,7 +72,7 @@ struct Axis {
 };
 
 // Integer weights that sum to one exactly, so that a flat colour stays what it is: the largest takes the remainder.
-void quantise(const std::vector<double> &weights, double sum, std::int16_t *out) {
+void quantise(const std::vector<double>& weights, double sum, std::int16_t* out) {
     int rest = one;
     std::size_t largest = 0;
     for (std::size_t k = 0; k < weights.size(); ++k) {
@@ -82,7 +84,7 @@ void quantise(const std::vector<double> &weights, double sum, std::int16_t *out)
     out[largest] = static_cast<std::int16_t>(out[largest] + rest);
 }
 
-Taps makeTaps(const Axis &axis, const Filter &filter) {
+Taps makeTaps(const Axis& axis, const Filter& filter) {
     const double stretch = std::max(1.0, axis.step());
     const int low = axis.firstPixel();
     const int high = axis.lastPixel();
@@ -111,7 +113,7 @@ Taps makeTaps(const Axis &axis, const Filter &filter) {
     return taps;
 }
 
-Taps nearestTaps(const Axis &axis) {
+Taps nearestTaps(const Axis& axis) {
     Taps taps;
     taps.count = 2;
     for (int i = axis.from; i < axis.to; ++i) {
@@ -122,7 +124,7 @@ Taps nearestTaps(const Axis &axis) {
     return taps;
 }
 
-Taps tapsFor(const Axis &axis, NSImageInterpolation interpolation) {
+Taps tapsFor(const Axis& axis, NSImageInterpolation interpolation) {
     if (interpolation == NSImageInterpolationNone)
         return nearestTaps(axis);
     if (interpolation == NSImageInterpolationHigh)
@@ -131,21 +133,21 @@ Taps tapsFor(const Axis &axis, NSImageInterpolation interpolation) {
 }
 
 // Sums two weighted source rows into 32-bit sums. Kept apart and simple: this loop is where the time goes.
-void addRows(std::int32_t *__restrict sums, const std::uint8_t *__restrict a, const std::uint8_t *__restrict b,
+void addRows(std::int32_t* __restrict sums, const std::uint8_t* __restrict a, const std::uint8_t* __restrict b,
              std::int16_t weightA, std::int16_t weightB, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         sums[i] += weightA * static_cast<std::int16_t>(a[i]) + weightB * static_cast<std::int16_t>(b[i]);
 }
 
 // One destination row of the vertical pass, over source columns [left, left + count / 4).
-void blendRows(const NSBitmapImageRep &bitmap, const Taps &taps, int row, int left, std::span<std::int16_t> out) {
+void blendRows(const NSBitmapImageRep& bitmap, const Taps& taps, int row, int left, std::span<std::int16_t> out) {
     constexpr std::size_t chunk = 1024; // sums stay in the first-level cache
     std::int32_t sums[chunk];
-    const std::int16_t *weights = taps.at(row);
+    const std::int16_t* weights = taps.at(row);
     const int first = taps.first[static_cast<std::size_t>(row)];
     const auto bytesAt = [&](int y) {
         const auto line = bitmap.row(std::min(y, bitmap.pixelsHigh() - 1)); // padding weighs nothing
-        return reinterpret_cast<const std::uint8_t *>(line.data() + left);
+        return reinterpret_cast<const std::uint8_t*>(line.data() + left);
     };
     for (std::size_t start = 0; start < out.size(); start += chunk) {
         const std::size_t count = std::min(chunk, out.size() - start);
@@ -174,11 +176,11 @@ NSBitmapImageRep::Pixel packed(const std::int32_t (&sums)[channels]) {
     return std::bit_cast<NSBitmapImageRep::Pixel>(bytes);
 }
 
-void blendColumns(const std::vector<std::int16_t> &line, const Taps &taps, int left,
+void blendColumns(const std::vector<std::int16_t>& line, const Taps& taps, int left,
                   std::span<NSBitmapImageRep::Pixel> out) {
     for (std::size_t x = 0; x < out.size(); ++x) {
-        const std::int16_t *weights = taps.at(static_cast<int>(x));
-        const std::int16_t *pixel = line.data() + static_cast<std::size_t>(taps.first[x] - left) * channels;
+        const std::int16_t* weights = taps.at(static_cast<int>(x));
+        const std::int16_t* pixel = line.data() + static_cast<std::size_t>(taps.first[x] - left) * channels;
         std::int32_t sums[channels];
         std::fill_n(sums, channels, 1 << (weightBits + rowBits - 1));
         for (int k = 0; k < taps.count; ++k, pixel += channels)
@@ -193,7 +195,7 @@ bool isWhole(double value) {
 }
 
 // Same scale and whole offsets: the pixels themselves.
-bool isPlainCopy(const NSRect &source, const NSRect &destination) {
+bool isPlainCopy(const NSRect& source, const NSRect& destination) {
     return source.size == destination.size && isWhole(source.origin.x - destination.origin.x) &&
            isWhole(source.origin.y - destination.origin.y) && isWhole(source.origin.x) && isWhole(source.origin.y) &&
            isWhole(source.size.width) && isWhole(source.size.height);
@@ -201,7 +203,7 @@ bool isPlainCopy(const NSRect &source, const NSRect &destination) {
 
 } // namespace
 
-NSBitmapImageRep resampledBitmap(const NSBitmapImageRep &bitmap, NSRect source, NSRect destination, PixelBox box,
+NSBitmapImageRep resampledBitmap(const NSBitmapImageRep& bitmap, NSRect source, NSRect destination, PixelBox box,
                                  NSImageInterpolation interpolation) {
     NSBitmapImageRep result(box.width(), box.height());
     if (isPlainCopy(source, destination)) {

@@ -24,7 +24,7 @@ struct PixelBox {
 // The pixels inside `box` of `source` (a rectangle of the bitmap, in its pixels) laid into `destination`, both with y
 // from the top and fractional. REQUIRES: rectangles not empty, `source` inside the bitmap, `box` within the hull of
 // `destination`.
-[[nodiscard]] NSBitmapImageRep resampledBitmap(const NSBitmapImageRep &bitmap, NSRect source, NSRect destination,
+[[nodiscard]] NSBitmapImageRep resampledBitmap(const NSBitmapImageRep& bitmap, NSRect source, NSRect destination,
                                                PixelBox box, NSImageInterpolation interpolation);
 
 } // namespace platform

@@ -29,8 +29,8 @@ bool isSide(int pixels) {
     return pixels >= 1 && pixels <= maximumSide;
 }
 
-SurfaceHandle surfaceOver(void *pixels, int wide, int high, int bytesPerRow) {
-    SurfaceHandle surface(cairo_image_surface_create_for_data(static_cast<unsigned char *>(pixels), CAIRO_FORMAT_ARGB32,
+SurfaceHandle surfaceOver(void* pixels, int wide, int high, int bytesPerRow) {
+    SurfaceHandle surface(cairo_image_surface_create_for_data(static_cast<unsigned char*>(pixels), CAIRO_FORMAT_ARGB32,
                                                               wide, high, bytesPerRow),
                           &cairo_surface_destroy);
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS)
@@ -46,12 +46,12 @@ int clampedCeil(double value) {
     return static_cast<int>(std::ceil(std::clamp(value, -1e6, 1e6)));
 }
 
-PixelBox hull(const NSRect &rect) {
+PixelBox hull(const NSRect& rect) {
     return {clampedFloor(rect.origin.x), clampedFloor(rect.origin.y), clampedCeil(NSMaxX(rect)),
             clampedCeil(NSMaxY(rect))};
 }
 
-PixelBox intersection(const PixelBox &a, const PixelBox &b) {
+PixelBox intersection(const PixelBox& a, const PixelBox& b) {
     return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
 }
 
@@ -100,11 +100,11 @@ unsigned channel(NSBitmapImageRep::Pixel pixel, unsigned shift) {
     return pixel >> shift & 0xFF;
 }
 
-void fade(NSBitmapImageRep &bitmap, double fraction) {
+void fade(NSBitmapImageRep& bitmap, double fraction) {
     const auto opacity = static_cast<unsigned>(std::lround(std::clamp(fraction, 0.0, 1.0) * 255));
     if (opacity == 255)
         return;
-    for (auto &pixel : bitmap.pixels())
+    for (auto& pixel : bitmap.pixels())
         pixel = perChannel([&](unsigned shift) { return (channel(pixel, shift) * opacity + 127) / 255; });
 }
 
@@ -117,12 +117,12 @@ NSBitmapImageRep::Pixel plusDarker(NSBitmapImageRep::Pixel source, NSBitmapImage
     });
 }
 
-bool isWhole(const NSRect &rect) {
+bool isWhole(const NSRect& rect) {
     const auto whole = [](double value) { return value == std::floor(value); };
     return whole(rect.origin.x) && whole(rect.origin.y) && whole(rect.size.width) && whole(rect.size.height);
 }
 
-bool isUsable(const NSRect &rect) {
+bool isUsable(const NSRect& rect) {
     return std::isfinite(rect.origin.x) && std::isfinite(rect.origin.y) && std::isfinite(rect.size.width) &&
            std::isfinite(rect.size.height) && !NSIsEmptyRect(rect);
 }
@@ -132,18 +132,18 @@ bool isUsable(const NSRect &rect) {
 struct NSGraphicsContext::Surface {
     std::shared_ptr<const void> owner;
     SurfaceHandle cairo;
-    std::uint8_t *pixels;
+    std::uint8_t* pixels;
     int wide;
     int high;
     int bytesPerRow;
     NSSize size;
 
-    [[nodiscard]] NSBitmapImageRep::Pixel *row(int y) const {
-        return reinterpret_cast<NSBitmapImageRep::Pixel *>(pixels + static_cast<std::ptrdiff_t>(y) * bytesPerRow);
+    [[nodiscard]] NSBitmapImageRep::Pixel* row(int y) const {
+        return reinterpret_cast<NSBitmapImageRep::Pixel*>(pixels + static_cast<std::ptrdiff_t>(y) * bytesPerRow);
     }
     [[nodiscard]] PixelBox bounds() const { return {0, 0, wide, high}; }
     // From points with y upwards to pixels with y downwards.
-    [[nodiscard]] NSRect toPixels(const NSRect &rect) const {
+    [[nodiscard]] NSRect toPixels(const NSRect& rect) const {
         const double across = wide / size.width;
         const double down = high / size.height;
         return NSMakeRect(rect.origin.x * across, high - NSMaxY(rect) * down, rect.size.width * across,
@@ -155,13 +155,13 @@ NSGraphicsContext::NSGraphicsContext(std::unique_ptr<Surface> surface) : surface
 NSGraphicsContext::~NSGraphicsContext() = default;
 
 std::shared_ptr<NSGraphicsContext>
-NSGraphicsContext::graphicsContextWithPremultipliedARGB32(void *pixels, int wide, int high, int bytesPerRow,
+NSGraphicsContext::graphicsContextWithPremultipliedARGB32(void* pixels, int wide, int high, int bytesPerRow,
                                                           std::shared_ptr<const void> owner) {
     if (!pixels || !isSide(wide) || !isSide(high) || bytesPerRow % 4 != 0 || bytesPerRow < 4 * wide)
         throw NSException(NSInvalidArgumentException, u"no drawing surface over pixels of that form");
     auto surface = std::make_unique<Surface>(Surface{std::move(owner),
                                                      surfaceOver(pixels, wide, high, bytesPerRow),
-                                                     static_cast<std::uint8_t *>(pixels),
+                                                     static_cast<std::uint8_t*>(pixels),
                                                      wide,
                                                      high,
                                                      bytesPerRow,
@@ -209,7 +209,7 @@ int NSGraphicsContext::pixelsHigh() const {
     return surface_->high;
 }
 
-void NSGraphicsContext::drawBitmap_fromPixels_inRect_operation_fraction(const NSBitmapImageRep &bitmap, NSRect source,
+void NSGraphicsContext::drawBitmap_fromPixels_inRect_operation_fraction(const NSBitmapImageRep& bitmap, NSRect source,
                                                                         NSRect destination,
                                                                         NSCompositingOperation operation,
                                                                         double fraction) {

@@ -46,12 +46,12 @@ public:
     // `bytesPerRow` a multiple of 4 and at least 4 * wide. `owner` is kept until the context goes. NSException when the
     // numbers do not fit.
     [[nodiscard]] static std::shared_ptr<NSGraphicsContext>
-    graphicsContextWithPremultipliedARGB32(void *pixels, int wide, int high, int bytesPerRow,
+    graphicsContextWithPremultipliedARGB32(void* pixels, int wide, int high, int bytesPerRow,
                                            std::shared_ptr<const void> owner = nullptr);
 
     ~NSGraphicsContext();
-    NSGraphicsContext(const NSGraphicsContext &) = delete;
-    NSGraphicsContext &operator=(const NSGraphicsContext &) = delete;
+    NSGraphicsContext(const NSGraphicsContext&) = delete;
+    NSGraphicsContext& operator=(const NSGraphicsContext&) = delete;
 
     // What has the drawing focus; null when nothing has.
     [[nodiscard]] static std::shared_ptr<NSGraphicsContext> currentContext();
@@ -71,7 +71,7 @@ public:
     // Draws a rectangle of the bitmap (in its pixels, y from the top) into a rectangle of the context (in points, y
     // upwards). Nothing outside the destination changes; pixels that its edges cross change in part. Nothing of the
     // bitmap outside the source rectangle shows. An empty rectangle draws nothing.
-    void drawBitmap_fromPixels_inRect_operation_fraction(const NSBitmapImageRep &bitmap, NSRect source,
+    void drawBitmap_fromPixels_inRect_operation_fraction(const NSBitmapImageRep& bitmap, NSRect source,
                                                          NSRect destination, NSCompositingOperation operation,
                                                          double fraction);
 

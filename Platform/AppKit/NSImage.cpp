@@ -13,19 +13,19 @@ namespace {
 constexpr double maximumFocusSide = 32767;
 
 // The pixels of a representation; a bitmap's own, without a copy.
-std::shared_ptr<const NSBitmapImageRep> bitmapOf(const std::shared_ptr<const NSImageRep> &representation) {
+std::shared_ptr<const NSBitmapImageRep> bitmapOf(const std::shared_ptr<const NSImageRep>& representation) {
     if (auto bitmap = std::dynamic_pointer_cast<const NSBitmapImageRep>(representation))
         return bitmap;
     return representation->rendered();
 }
 
 // The smallest representation that has at least as many pixels as are asked for, else the largest.
-const std::shared_ptr<const NSImageRep> *
-bestRepresentation(const std::vector<std::shared_ptr<const NSImageRep>> &representations, double wide, double high) {
-    const std::shared_ptr<const NSImageRep> *best = nullptr;
-    const auto isEnough = [&](const NSImageRep &rep) { return rep.pixelsWide() >= wide && rep.pixelsHigh() >= high; };
-    const auto area = [](const NSImageRep &rep) { return static_cast<double>(rep.pixelsWide()) * rep.pixelsHigh(); };
-    for (const auto &candidate : representations) {
+const std::shared_ptr<const NSImageRep>*
+bestRepresentation(const std::vector<std::shared_ptr<const NSImageRep>>& representations, double wide, double high) {
+    const std::shared_ptr<const NSImageRep>* best = nullptr;
+    const auto isEnough = [&](const NSImageRep& rep) { return rep.pixelsWide() >= wide && rep.pixelsHigh() >= high; };
+    const auto area = [](const NSImageRep& rep) { return static_cast<double>(rep.pixelsWide()) * rep.pixelsHigh(); };
+    for (const auto& candidate : representations) {
         const bool better =
             !best || (isEnough(*candidate) && !isEnough(**best)) ||
             (isEnough(*candidate) == isEnough(**best) && isEnough(*candidate) == (area(*candidate) < area(**best)) &&
@@ -36,7 +36,7 @@ bestRepresentation(const std::vector<std::shared_ptr<const NSImageRep>> &represe
     return best;
 }
 
-NSRect intersection(const NSRect &a, const NSRect &b) {
+NSRect intersection(const NSRect& a, const NSRect& b) {
     const double x = std::max(a.origin.x, b.origin.x);
     const double y = std::max(a.origin.y, b.origin.y);
     return NSMakeRect(x, y, std::min(NSMaxX(a), NSMaxX(b)) - x, std::min(NSMaxY(a), NSMaxY(b)) - y);
@@ -55,7 +55,7 @@ std::optional<NSImage> NSImage::initWithData(DataView data) {
     if (decoded.empty())
         return std::nullopt;
     NSImage image = initWithSize(decoded.front().size());
-    for (auto &representation : decoded)
+    for (auto& representation : decoded)
         image.addRepresentation(std::make_shared<const NSBitmapImageRep>(std::move(representation)));
     return image;
 }
@@ -100,7 +100,7 @@ void NSImage::drawInRect_fromRect_operation_fraction(NSRect destination, NSRect 
                                      destination.origin.y + (visible.origin.y - asked.origin.y) * up,
                                      visible.size.width * across, visible.size.height * up);
     // As many pixels as the whole image would cover at this scale.
-    const auto *representation =
+    const auto* representation =
         bestRepresentation(representations(), size_.width * across * context->pixelsWide() / context->size().width,
                            size_.height * up * context->pixelsHigh() / context->size().height);
     const auto bitmap = bitmapOf(*representation);
@@ -115,7 +115,7 @@ void NSImage::drawInRect_fromRect_operation_fraction(NSRect destination, NSRect 
 
 std::optional<Data> NSImage::TIFFRepresentation() const {
     std::vector<std::shared_ptr<const NSBitmapImageRep>> pages;
-    for (const auto &representation : representations())
+    for (const auto& representation : representations())
         if (auto bitmap = bitmapOf(representation))
             pages.push_back(std::move(bitmap));
     return encodeTIFF(pages);

@@ -22,7 +22,7 @@ public:
     void setSize(NSSize size) { size_ = size; }
 
     [[nodiscard]] bool isValid() const { return !representations().empty(); }
-    [[nodiscard]] const std::vector<std::shared_ptr<const NSImageRep>> &representations() const {
+    [[nodiscard]] const std::vector<std::shared_ptr<const NSImageRep>>& representations() const {
         return representations_;
     }
     void addRepresentation(std::shared_ptr<const NSImageRep> representation);

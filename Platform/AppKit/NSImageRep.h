@@ -26,10 +26,10 @@ protected:
     NSImageRep(int pixelsWide, int pixelsHigh)
         : pixelsWide_(pixelsWide),
           pixelsHigh_(pixelsHigh), size_{static_cast<double>(pixelsWide), static_cast<double>(pixelsHigh)} {}
-    NSImageRep(const NSImageRep &) = default;
-    NSImageRep(NSImageRep &&) = default;
-    NSImageRep &operator=(const NSImageRep &) = default;
-    NSImageRep &operator=(NSImageRep &&) = default;
+    NSImageRep(const NSImageRep&) = default;
+    NSImageRep(NSImageRep&&) = default;
+    NSImageRep& operator=(const NSImageRep&) = default;
+    NSImageRep& operator=(NSImageRep&&) = default;
 
 private:
     int pixelsWide_;

@@ -1,5 +1,8 @@
+#include "AnimationFrames.h"
 #include "Decoders.h"
+#include "ImageDecoding.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
@@ -7,12 +10,12 @@ namespace platform {
 namespace {
 
 struct Unref {
-    void operator()(void *object) const { g_object_unref(object); }
+    void operator()(void* object) const { g_object_unref(object); }
 };
 using LoaderHandle = std::unique_ptr<GdkPixbufLoader, Unref>;
 using PixbufHandle = std::unique_ptr<GdkPixbuf, Unref>;
 
-const char *loaderName(ImageType type) {
+const char* loaderName(ImageType type) {
     switch (type) {
     case ImageType::PNG:
         return "png";
@@ -30,8 +33,8 @@ const char *loaderName(ImageType type) {
 }
 
 // Should a decoder find another size than the header told: no pixels at all.
-void refuseOtherSizes(GdkPixbufLoader *loader, int wide, int high, gpointer size) {
-    const auto &declared = *static_cast<const PixelSize *>(size);
+void refuseOtherSizes(GdkPixbufLoader* loader, int wide, int high, gpointer size) {
+    const auto& declared = *static_cast<const PixelSize*>(size);
     if (wide < 1 || high < 1 || static_cast<std::uint32_t>(wide) > declared.wide ||
         static_cast<std::uint32_t>(high) > declared.high)
         gdk_pixbuf_loader_set_size(loader, 0, 0);
@@ -44,52 +47,80 @@ PixbufHandle load(DataView data, ImageType type, PixelSize size) {
     g_signal_connect(loader.get(), "size-prepared", G_CALLBACK(refuseOtherSizes), &size);
     const bool written = gdk_pixbuf_loader_write(loader.get(), data.data(), data.size(), nullptr) != 0;
     const bool closed = gdk_pixbuf_loader_close(loader.get(), nullptr) != 0;
-    GdkPixbuf *pixbuf = written && closed ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
+    GdkPixbuf* pixbuf = written && closed ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
     // Turned as the camera was held, for the formats that say how.
     return PixbufHandle(pixbuf ? gdk_pixbuf_apply_embedded_orientation(pixbuf) : nullptr);
 }
 
-std::uint32_t premultiplied(std::uint32_t colour, std::uint32_t alpha) {
-    const std::uint32_t product = colour * alpha + 128;
-    return (product + (product >> 8)) >> 8; // the rounded 255th part
-}
-
-NSBitmapImageRep bitmapFrom(GdkPixbuf *pixbuf) {
+NSBitmapImageRep bitmapFrom(GdkPixbuf* pixbuf) {
     NSBitmapImageRep bitmap(gdk_pixbuf_get_width(pixbuf), gdk_pixbuf_get_height(pixbuf));
     const bool hasAlpha = gdk_pixbuf_get_has_alpha(pixbuf) != 0;
     const std::ptrdiff_t step = hasAlpha ? 4 : 3;
-    const guint8 *first = gdk_pixbuf_read_pixels(pixbuf);
+    const guint8* first = gdk_pixbuf_read_pixels(pixbuf);
     for (int y = 0; y < bitmap.pixelsHigh(); ++y) {
-        const guint8 *sample = first + static_cast<std::ptrdiff_t>(y) * gdk_pixbuf_get_rowstride(pixbuf);
-        for (auto &pixel : bitmap.row(y)) {
+        const guint8* sample = first + static_cast<std::ptrdiff_t>(y) * gdk_pixbuf_get_rowstride(pixbuf);
+        for (auto& pixel : bitmap.row(y)) {
             const std::uint32_t alpha = hasAlpha ? sample[3] : 255u;
-            pixel = alpha << 24 | premultiplied(sample[0], alpha) << 16 | premultiplied(sample[1], alpha) << 8 |
-                    premultiplied(sample[2], alpha);
+            pixel = premultipliedPixel(sample[0], sample[1], sample[2], alpha);
             sample += step;
         }
     }
     return bitmap;
 }
 
-double resolution(GdkPixbuf *pixbuf, const char *option) {
-    const char *text = gdk_pixbuf_get_option(pixbuf, option);
+double resolution(GdkPixbuf* pixbuf, const char* option) {
+    const char* text = gdk_pixbuf_get_option(pixbuf, option);
     return text ? std::atof(text) : 0;
 }
 
-} // namespace
-
-Representations decodeWithPixbuf(DataView data, ImageType type, long budget) {
+Representations decodeStill(DataView data, ImageType type, long budget) {
     const auto size = declaredSize(data, type);
     if (!size || !isAcceptable(*size) || static_cast<long>(size->wide) * static_cast<long>(size->high) > budget)
         return {};
-    const Data frame = type == ImageType::GIF ? firstFrameOfGIF(data) : Data();
-    const PixbufHandle pixbuf = load(type == ImageType::GIF ? DataView(frame) : data, type, *size);
+    const PixbufHandle pixbuf = load(data, type, *size);
     if (!pixbuf)
         return {};
     Representations result;
     result.push_back(bitmapFrom(pixbuf.get()));
     applyResolution(result.back(), resolution(pixbuf.get(), "x-dpi"), resolution(pixbuf.get(), "y-dpi"));
     return result;
+}
+
+// The first picture in its place on the animation's canvas.
+Representations decodeAnimatedWebP(DataView data, long budget) {
+    const auto frame = firstFrameOfWebP(data);
+    if (!frame || !isAcceptable(frame->canvas) ||
+        static_cast<long>(frame->canvas.wide) * static_cast<long>(frame->canvas.high) > budget)
+        return {};
+    const Representations picture = decodeStill(frame->file, ImageType::WebP, budget);
+    if (picture.empty() || picture[0].pixelsWide() != static_cast<int>(frame->size.wide) ||
+        picture[0].pixelsHigh() != static_cast<int>(frame->size.high))
+        return {};
+    Representations result;
+    auto& canvas = result.emplace_back(static_cast<int>(frame->canvas.wide), static_cast<int>(frame->canvas.high));
+    for (int y = 0; y < picture[0].pixelsHigh(); ++y) {
+        const auto row = picture[0].row(y);
+        std::copy(row.begin(), row.end(), canvas.row(y + static_cast<int>(frame->top)).begin() + frame->left);
+    }
+    return result;
+}
+
+} // namespace
+
+void prepareImageDecoding() {
+    for (const ImageType type : {ImageType::PNG, ImageType::JPEG, ImageType::GIF, ImageType::BMP, ImageType::WebP}) {
+        const LoaderHandle loader(gdk_pixbuf_loader_new_with_type(loaderName(type), nullptr));
+        if (loader)
+            gdk_pixbuf_loader_close(loader.get(), nullptr);
+    }
+}
+
+Representations decodeWithPixbuf(DataView data, ImageType type, long budget) {
+    if (type == ImageType::GIF)
+        return decodeStill(firstFrameOfGIF(data), type, budget);
+    if (type == ImageType::WebP && isAnimatedWebP(data))
+        return decodeAnimatedWebP(data, budget);
+    return decodeStill(data, type, budget);
 }
 
 } // namespace platform

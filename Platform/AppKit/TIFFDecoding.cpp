@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t largestAllocation = std::size_t{256} << 20;
 
-PixelSize pageSize(TIFF *handle) {
+PixelSize pageSize(TIFF* handle) {
     PixelSize size;
     if (TIFFGetField(handle, TIFFTAG_IMAGEWIDTH, &size.wide) != 1 ||
         TIFFGetField(handle, TIFFTAG_IMAGELENGTH, &size.high) != 1)
@@ -18,12 +18,12 @@ PixelSize pageSize(TIFF *handle) {
 }
 
 // Premultiplied already: the library multiplies where the file says that alpha is not associated.
-std::optional<NSBitmapImageRep> decodePage(TIFF *handle, PixelSize size) {
+std::optional<NSBitmapImageRep> decodePage(TIFF* handle, PixelSize size) {
     NSBitmapImageRep bitmap(static_cast<int>(size.wide), static_cast<int>(size.high));
     const auto pixels = bitmap.pixels();
     if (TIFFReadRGBAImageOriented(handle, size.wide, size.high, pixels.data(), ORIENTATION_TOPLEFT, 1) != 1)
         return std::nullopt;
-    for (auto &pixel : pixels) {
+    for (auto& pixel : pixels) {
         const std::uint32_t alpha = TIFFGetA(pixel);
         // Files that confuse the two kinds of alpha exist: no colour above it.
         pixel = alpha << 24 | std::min(TIFFGetR(pixel), alpha) << 16 | std::min(TIFFGetG(pixel), alpha) << 8 |
@@ -32,7 +32,7 @@ std::optional<NSBitmapImageRep> decodePage(TIFF *handle, PixelSize size) {
     return bitmap;
 }
 
-void applyPageResolution(TIFF *handle, NSBitmapImageRep &bitmap) {
+void applyPageResolution(TIFF* handle, NSBitmapImageRep& bitmap) {
     float across = 0;
     float down = 0;
     std::uint16_t unit = RESUNIT_INCH;

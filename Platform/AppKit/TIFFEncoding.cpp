@@ -8,7 +8,7 @@ namespace platform {
 namespace {
 
 // Samples in the order red, green, blue, alpha.
-void writeSamples(std::span<const NSBitmapImageRep::Pixel> pixels, std::uint8_t *out) {
+void writeSamples(std::span<const NSBitmapImageRep::Pixel> pixels, std::uint8_t* out) {
     for (std::size_t i = 0; i < pixels.size(); ++i) {
         out[4 * i] = static_cast<std::uint8_t>(pixels[i] >> 16);
         out[4 * i + 1] = static_cast<std::uint8_t>(pixels[i] >> 8);
@@ -22,7 +22,7 @@ double pixelsPerInch(int pixels, double points) {
     return points > 0 ? pixels * pointsPerInch / points : pointsPerInch;
 }
 
-bool writePage(TIFF *handle, const NSBitmapImageRep &page) {
+bool writePage(TIFF* handle, const NSBitmapImageRep& page) {
     const auto wide = static_cast<std::uint32_t>(page.pixelsWide());
     const auto high = static_cast<std::uint32_t>(page.pixelsHigh());
     const std::uint16_t alpha = EXTRASAMPLE_ASSOCALPHA;
@@ -52,7 +52,7 @@ std::optional<Data> encodeTIFF(std::span<const std::shared_ptr<const NSBitmapIma
         return std::nullopt;
     Data result;
     std::size_t size = 0;
-    for (const auto &page : pages)
+    for (const auto& page : pages)
         size += page->pixels().size() * 4 + 512;
     result.reserve(size);
     TIFFStream stream{{}, &result, 0};
@@ -60,14 +60,14 @@ std::optional<Data> encodeTIFF(std::span<const std::shared_ptr<const NSBitmapIma
         const TIFFHandle handle = openTIFF(stream, 0);
         if (!handle)
             return std::nullopt;
-        for (const auto &page : pages)
+        for (const auto& page : pages)
             if (!writePage(handle.get(), *page))
                 return std::nullopt;
     }
     return result;
 }
 
-std::optional<Data> encodeTIFF(const NSBitmapImageRep &page) {
+std::optional<Data> encodeTIFF(const NSBitmapImageRep& page) {
     const std::shared_ptr<const NSBitmapImageRep> pages[] = {{std::shared_ptr<void>(), &page}};
     return encodeTIFF(pages);
 }

@@ -7,6 +7,6 @@ namespace platform {
 
 // Absent for no pages or when the encoder fails. Pure.
 [[nodiscard]] std::optional<Data> encodeTIFF(std::span<const std::shared_ptr<const NSBitmapImageRep>> pages);
-[[nodiscard]] std::optional<Data> encodeTIFF(const NSBitmapImageRep &page);
+[[nodiscard]] std::optional<Data> encodeTIFF(const NSBitmapImageRep& page);
 
 } // namespace platform

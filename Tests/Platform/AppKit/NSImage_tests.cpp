@@ -28,7 +28,7 @@ NSBitmapImageRep bitmapOf(std::initializer_list<std::string_view> rows) {
     return bitmap;
 }
 
-std::string lettersOf(const NSBitmapImageRep &bitmap) {
+std::string lettersOf(const NSBitmapImageRep& bitmap) {
     std::string text;
     for (int y = 0; y < bitmap.pixelsHigh(); ++y) {
         for (const auto pixel : bitmap.row(y))
@@ -43,14 +43,14 @@ std::string lettersOf(const NSBitmapImageRep &bitmap) {
     return text;
 }
 
-NSImage imageOf(const NSBitmapImageRep &bitmap) {
+NSImage imageOf(const NSBitmapImageRep& bitmap) {
     NSImage image = NSImage::initWithSize(bitmap.size());
     image.addRepresentation(std::make_shared<const NSBitmapImageRep>(bitmap));
     return image;
 }
 
-const NSBitmapImageRep &onlyBitmap(const NSImage &image) {
-    return dynamic_cast<const NSBitmapImageRep &>(*image.representations().at(0));
+const NSBitmapImageRep& onlyBitmap(const NSImage& image) {
+    return dynamic_cast<const NSBitmapImageRep&>(*image.representations().at(0));
 }
 
 TEST(NSImage, DrawsWithTheYAxisUpwards) {

@@ -1,0 +1,58 @@
+// Ratios between benchmarks of one run: the smallest time of each over its repetitions, which other load on the machine
+// disturbs least. A program's main is `return runWithRatios(argc, argv, {...});`.
+#pragma once
+
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+struct Ratio {
+    const char* ours; // names of benchmarks
+    const char* peer;
+};
+
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+                const double seconds = run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+                const auto [place, isNew] = best_.try_emplace(run.run_name.function_name, seconds);
+                place->second = std::min(place->second, seconds);
+            }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void printRatios(const std::vector<Ratio>& ratios) const {
+        std::printf("\nsmallest CPU time of all repetitions, and how many times as long the peer takes\n");
+        for (const Ratio& ratio : ratios) {
+            const auto ours = best_.find(ratio.ours);
+            const auto peer = best_.find(ratio.peer);
+            if (ours != best_.end() && peer != best_.end())
+                std::printf("%-28s %10.3f ms   %-28s %10.3f ms   %6.2f x\n", ratio.ours, ours->second * 1e3, ratio.peer,
+                            peer->second * 1e3, peer->second / ours->second);
+        }
+    }
+
+private:
+    std::map<std::string, double> best_;
+};
+
+inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
+    std::vector<char*> arguments(argv, argv + argc);
+    std::string repetitions = "--benchmark_repetitions=7";
+    std::string interleaving = "--benchmark_enable_random_interleaving=true";
+    std::string shortRuns = "--benchmark_min_time=0.05";
+    arguments.insert(arguments.begin() + 1, {repetitions.data(), interleaving.data(), shortRuns.data()});
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+        return 1;
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printRatios(ratios);
+    return 0;
+}
