@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t largestFile = std::size_t{16} << 20;
 
-std::optional<Data> contentsOfOrdinaryFile(const std::string &path) {
+std::optional<Data> contentsOfOrdinaryFile(const std::string& path) {
     // Non-blocking: a named pipe in this place must not hold the caller.
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0)
@@ -43,7 +43,7 @@ std::optional<PropertyList> readDomain(StringView applicationID) {
     return list;
 }
 
-std::map<String, std::optional<PropertyList>, std::less<>> &domains() {
+std::map<String, std::optional<PropertyList>, std::less<>>& domains() {
     static std::map<String, std::optional<PropertyList>, std::less<>> read;
     return read;
 }
@@ -54,12 +54,12 @@ bool CFPreferencesAppSynchronize(StringView applicationID) {
     return domains().insert_or_assign(String(applicationID), readDomain(applicationID)).first->second.has_value();
 }
 
-long CFPreferencesGetAppIntegerValue(StringView key, StringView applicationID, bool *keyExistsAndHasValidFormat) {
+long CFPreferencesGetAppIntegerValue(StringView key, StringView applicationID, bool* keyExistsAndHasValidFormat) {
     if (!domains().contains(applicationID))
         CFPreferencesAppSynchronize(applicationID);
-    const auto &domain = domains().find(applicationID)->second;
-    const PropertyList *object = domain ? domain->objectForKey(key) : nullptr;
-    const auto *integer = object ? std::get_if<std::int64_t>(&object->value) : nullptr;
+    const auto& domain = domains().find(applicationID)->second;
+    const PropertyList* object = domain ? domain->objectForKey(key) : nullptr;
+    const auto* integer = object ? std::get_if<std::int64_t>(&object->value) : nullptr;
     if (keyExistsAndHasValidFormat)
         *keyExistsAndHasValidFormat = integer != nullptr;
     return integer ? *integer : 0;

@@ -14,6 +14,6 @@ bool CFPreferencesAppSynchronize(StringView applicationID);
 // null, tells whether the key exists with an integer form; without one the result is 0. Only an integer has one:
 // a text, even of digits, a truth value and a real number do not.
 [[nodiscard]] long CFPreferencesGetAppIntegerValue(StringView key, StringView applicationID,
-                                                   bool *keyExistsAndHasValidFormat);
+                                                   bool* keyExistsAndHasValidFormat);
 
 } // namespace platform

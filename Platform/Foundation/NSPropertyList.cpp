@@ -4,8 +4,8 @@
 
 namespace platform {
 
-const PropertyList *PropertyList::objectForKey(StringView key) const {
-    const auto *dictionary = std::get_if<Dictionary>(&value);
+const PropertyList* PropertyList::objectForKey(StringView key) const {
+    const auto* dictionary = std::get_if<Dictionary>(&value);
     if (!dictionary)
         return nullptr;
     for (auto entry = dictionary->rbegin(); entry != dictionary->rend(); ++entry)

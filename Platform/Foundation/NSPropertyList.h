@@ -15,7 +15,7 @@ struct PropertyListEntry;
 // A point of time in seconds since 1 January 2001, 0 h UTC.
 struct PropertyListDate {
     double seconds = 0;
-    friend bool operator==(const PropertyListDate &, const PropertyListDate &) = default;
+    friend bool operator==(const PropertyListDate&, const PropertyListDate&) = default;
 };
 
 class PropertyList {
@@ -28,7 +28,7 @@ public:
 
     // The value of that key; the last one when the key stands there more than once. Null when there is none or this
     // is no dictionary. It lives as long as this property list.
-    [[nodiscard]] const PropertyList *objectForKey(StringView key) const;
+    [[nodiscard]] const PropertyList* objectForKey(StringView key) const;
 };
 
 struct PropertyListEntry {

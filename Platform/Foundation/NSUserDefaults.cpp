@@ -20,12 +20,12 @@ std::optional<VolatileDomain::Object> VolatileDomain::objectForKey(StringView ke
 
 std::optional<String> VolatileDomain::stringForKey(StringView key) const {
     const auto object = objectForKey(key);
-    if (const auto *text = object ? std::get_if<String>(&*object) : nullptr)
+    if (const auto* text = object ? std::get_if<String>(&*object) : nullptr)
         return *text;
     return std::nullopt;
 }
 
-NSUserDefaults &NSUserDefaults::standardUserDefaults() {
+NSUserDefaults& NSUserDefaults::standardUserDefaults() {
     static NSUserDefaults defaults;
     return defaults;
 }
@@ -34,7 +34,7 @@ VolatileDomain NSUserDefaults::volatileDomainForName(StringView name) const {
     return name == NSArgumentDomain ? arguments_ : VolatileDomain();
 }
 
-void NSUserDefaults::setArguments(std::span<const char *const> arguments) {
+void NSUserDefaults::setArguments(std::span<const char* const> arguments) {
     arguments_ = {};
     for (std::size_t i = 1; i + 1 < arguments.size(); ++i) {
         const std::string_view word = arguments[i];

@@ -15,7 +15,7 @@ inline constexpr StringView NSArgumentDomain = u"NSArgumentDomain";
 // What stands on the command line where a property list in its text form was given: something, but not a string.
 struct OpaquePropertyList {
     String text;
-    friend bool operator==(const OpaquePropertyList &, const OpaquePropertyList &) = default;
+    friend bool operator==(const OpaquePropertyList&, const OpaquePropertyList&) = default;
 };
 
 class VolatileDomain {
@@ -34,7 +34,7 @@ private:
 
 class NSUserDefaults {
 public:
-    [[nodiscard]] static NSUserDefaults &standardUserDefaults();
+    [[nodiscard]] static NSUserDefaults& standardUserDefaults();
 
     // The dictionary of that domain; empty for a domain that does not exist.
     [[nodiscard]] VolatileDomain volatileDomainForName(StringView name) const;
@@ -43,7 +43,7 @@ public:
     // left to right: a word "-key" followed by a word that does not begin with "-" is a key and its value, any other
     // word is passed over. The last value of a key wins. Bytes are UTF-8, else Latin 1. A value that begins with
     // "(", "{" or "<" is a property list.
-    void setArguments(std::span<const char *const> arguments);
+    void setArguments(std::span<const char* const> arguments);
 
 private:
     VolatileDomain arguments_;

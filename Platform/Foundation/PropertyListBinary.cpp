@@ -104,7 +104,7 @@ private:
         }
     }
 
-    [[nodiscard]] Result integer(const Content &content) const {
+    [[nodiscard]] Result integer(const Content& content) const {
         if (content.size > 4 || !holds(content.begin, std::size_t{1} << content.size, 1))
             return std::nullopt;
         const std::size_t bytes = std::size_t{1} << content.size;
@@ -113,7 +113,7 @@ private:
         return PropertyList{static_cast<std::int64_t>(integerAt(content.begin + bytes - used, used))};
     }
 
-    [[nodiscard]] Result real(const Content &content) const {
+    [[nodiscard]] Result real(const Content& content) const {
         if (content.size == 2 && holds(content.begin, 4, 1)) {
             const auto bits = static_cast<std::uint32_t>(integerAt(content.begin, 4));
             return PropertyList{static_cast<double>(std::bit_cast<float>(bits))};
@@ -123,14 +123,14 @@ private:
         return std::nullopt;
     }
 
-    [[nodiscard]] Result data(const Content &content) {
+    [[nodiscard]] Result data(const Content& content) {
         if (!holds(content.begin, content.size, 1) || !budget_.spendBytes(content.size))
             return std::nullopt;
         const DataView bytes = data_.subspan(content.begin, content.size);
         return PropertyList{Data(bytes.begin(), bytes.end())};
     }
 
-    [[nodiscard]] std::optional<String> text(const Content &content) {
+    [[nodiscard]] std::optional<String> text(const Content& content) {
         const std::size_t unitBytes = content.kind == 0x6 ? 2 : 1;
         if (!holds(content.begin, content.size, unitBytes) || !budget_.spendBytes(content.size * unitBytes))
             return std::nullopt;
@@ -141,11 +141,11 @@ private:
         return out;
     }
 
-    [[nodiscard]] std::size_t reference(const Content &content, std::size_t index) const {
+    [[nodiscard]] std::size_t reference(const Content& content, std::size_t index) const {
         return integerAt(content.begin + index * referenceBytes_, referenceBytes_);
     }
 
-    [[nodiscard]] Result array(const Content &content, std::size_t depth) {
+    [[nodiscard]] Result array(const Content& content, std::size_t depth) {
         if (!holds(content.begin, content.size, referenceBytes_))
             return std::nullopt;
         PropertyList::Array values;
@@ -159,7 +159,7 @@ private:
     }
 
     // All keys, then all objects.
-    [[nodiscard]] Result dictionary(const Content &content, std::size_t depth) {
+    [[nodiscard]] Result dictionary(const Content& content, std::size_t depth) {
         if (!holds(content.begin, content.size, 2 * referenceBytes_))
             return std::nullopt;
         PropertyList::Dictionary entries;

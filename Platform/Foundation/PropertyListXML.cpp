@@ -94,15 +94,16 @@ class XMLReader {
 public:
     [[nodiscard]] std::optional<PropertyList> read(std::string_view text) {
         static constexpr GMarkupParser callbacks = {
-            [](GMarkupParseContext *, const gchar *name, const gchar **, const gchar **, gpointer self,
-               GError **error) { check(static_cast<XMLReader *>(self)->open(name), error); },
-            [](GMarkupParseContext *, const gchar *name, gpointer self, GError **error) {
-                check(static_cast<XMLReader *>(self)->close(name), error);
+            [](GMarkupParseContext*, const gchar* name, const gchar**, const gchar**, gpointer self, GError** error) {
+                check(static_cast<XMLReader*>(self)->open(name), error);
             },
-            [](GMarkupParseContext *, const gchar *characters, gsize length, gpointer self, GError **error) {
-                check(static_cast<XMLReader *>(self)->addText({characters, length}), error);
+            [](GMarkupParseContext*, const gchar* name, gpointer self, GError** error) {
+                check(static_cast<XMLReader*>(self)->close(name), error);
             },
-            [](GMarkupParseContext *, const gchar *characters, gsize length, gpointer, GError **error) {
+            [](GMarkupParseContext*, const gchar* characters, gsize length, gpointer self, GError** error) {
+                check(static_cast<XMLReader*>(self)->addText({characters, length}), error);
+            },
+            [](GMarkupParseContext*, const gchar* characters, gsize length, gpointer, GError** error) {
                 // A document type may name an outer file, which is not read, but not declare anything itself.
                 const std::string_view aside(characters, length);
                 check(!aside.starts_with("<!DOCTYPE") || aside.find('[') == std::string_view::npos, error);
@@ -125,7 +126,7 @@ private:
         std::optional<String> key; // of a dictionary: read, its object not yet
     };
 
-    static void check(bool good, GError **error) {
+    static void check(bool good, GError** error) {
         if (!good)
             g_set_error_literal(error, G_MARKUP_ERROR, G_MARKUP_ERROR_INVALID_CONTENT, "not a property list");
     }
@@ -178,13 +179,13 @@ private:
     }
 
     template <class T>
-    static bool assign(PropertyList &out, std::optional<T> value) {
+    static bool assign(PropertyList& out, std::optional<T> value) {
         if (value)
             out.value = *std::move(value);
         return value.has_value();
     }
 
-    static bool setScalar(PropertyList &out, std::string_view name, const std::string &text) {
+    static bool setScalar(PropertyList& out, std::string_view name, const std::string& text) {
         if (name == "string")
             return assign(out, stringWithUTF8(text));
         if (name == "integer")
@@ -206,8 +207,8 @@ private:
             rootIsClosed_ = open_.empty();
             return first;
         }
-        Open &parent = open_.back();
-        if (auto *array = std::get_if<PropertyList::Array>(&parent.value.value)) {
+        Open& parent = open_.back();
+        if (auto* array = std::get_if<PropertyList::Array>(&parent.value.value)) {
             array->push_back(std::move(value));
         } else {
             std::get<PropertyList::Dictionary>(parent.value.value)

@@ -22,22 +22,22 @@ public:
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    [[nodiscard]] const std::filesystem::path &path() const { return path_; }
-    [[nodiscard]] std::filesystem::path operator/(const std::string &name) const { return path_ / name; }
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    [[nodiscard]] std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
 
 private:
     std::filesystem::path path_;
 };
 
-[[nodiscard]] inline std::string contentsOf(const std::filesystem::path &path) {
+[[nodiscard]] inline std::string contentsOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline void write(const std::filesystem::path &path, std::string_view contents) {
+inline void write(const std::filesystem::path& path, std::string_view contents) {
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary | std::ios::trunc)
         .write(contents.data(), static_cast<std::streamsize>(contents.size()));
@@ -46,25 +46,25 @@ inline void write(const std::filesystem::path &path, std::string_view contents) 
 // An environment variable that has another value, or none (null), until the end of the scope.
 class EnvironmentVariable {
 public:
-    EnvironmentVariable(const char *name, const char *value) : name_(name) {
-        if (const char *before = std::getenv(name)) {
+    EnvironmentVariable(const char* name, const char* value) : name_(name) {
+        if (const char* before = std::getenv(name)) {
             had_ = true;
             before_ = before;
         }
         set(value);
     }
     ~EnvironmentVariable() { set(had_ ? before_.c_str() : nullptr); }
-    EnvironmentVariable(const EnvironmentVariable &) = delete;
-    EnvironmentVariable &operator=(const EnvironmentVariable &) = delete;
+    EnvironmentVariable(const EnvironmentVariable&) = delete;
+    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
 
 private:
-    void set(const char *value) {
+    void set(const char* value) {
         if (value)
             setenv(name_, value, 1);
         else
             unsetenv(name_);
     }
-    const char *name_;
+    const char* name_;
     bool had_ = false;
     std::string before_;
 };

@@ -17,10 +17,10 @@ protected:
     [[nodiscard]] std::filesystem::path file() const {
         return home_.path() / "Library/Preferences" / (platform::lossyUTF8String(applicationIdentifier) + ".plist");
     }
-    void writeXML(const std::string &element) {
+    void writeXML(const std::string& element) {
         testing_support::write(file(), "<plist version=\"1.0\"><dict><key>Flag</key>" + element + "</dict></plist>");
     }
-    void writeBinary(const std::string &object) {
+    void writeBinary(const std::string& object) {
         const std::string objects = std::string("\xD1\x01\x02", 3) +
                                     "\x54"
                                     "Flag" +
@@ -39,7 +39,7 @@ protected:
 };
 
 struct FlagCase {
-    const char *element;
+    const char* element;
     bool set;
 };
 
@@ -63,14 +63,14 @@ TEST_F(Preferences, XMLValues) {
         {"<dict/>", false},
         {"<date>2011-06-20T13:42:56Z</date>", false},
     };
-    for (const FlagCase &row : rows) {
+    for (const FlagCase& row : rows) {
         writeXML(row.element);
         EXPECT_EQ(isPreferenceSet(u"Flag"), row.set) << row.element;
     }
 }
 
 struct BinaryCase {
-    const char *name;
+    const char* name;
     std::string object;
     bool set;
 };
@@ -93,7 +93,7 @@ TEST_F(Preferences, BinaryValues) {
          "1"s,
          false},
     };
-    for (const BinaryCase &row : rows) {
+    for (const BinaryCase& row : rows) {
         writeBinary(row.object);
         EXPECT_EQ(isPreferenceSet(u"Flag"), row.set) << row.name;
     }
@@ -117,7 +117,7 @@ TEST_F(Preferences, IsReadAfreshAtEveryTest) {
 TEST_F(Preferences, ADamagedFileMeansNotSet) {
     writeXML("<integer>1</integer>");
     const std::string whole = testing_support::contentsOf(file());
-    for (const std::string &contents : {std::string(), whole.substr(0, whole.size() / 2), whole + "x",
+    for (const std::string& contents : {std::string(), whole.substr(0, whole.size() / 2), whole + "x",
                                         "<array/>" + whole, std::string("<plist><integer>1</integer></plist>")}) {
         testing_support::write(file(), contents);
         EXPECT_FALSE(isPreferenceSet(u"Flag")) << contents;

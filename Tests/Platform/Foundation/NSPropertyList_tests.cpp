@@ -10,15 +10,15 @@ std::optional<PropertyList> parse(std::string_view text) {
     return propertyListWithData(charactersAsBytes(text));
 }
 
-std::string xml(const std::string &element) {
+std::string xml(const std::string& element) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + element + "</plist>\n";
 }
 
 template <class T>
-void expectValue(const PropertyList &list, StringView key, const T &expected) {
-    const PropertyList *object = list.objectForKey(key);
+void expectValue(const PropertyList& list, StringView key, const T& expected) {
+    const PropertyList* object = list.objectForKey(key);
     ASSERT_NE(object, nullptr) << lossyUTF8String(key);
-    const T *value = std::get_if<T>(&object->value);
+    const T* value = std::get_if<T>(&object->value);
     ASSERT_NE(value, nullptr) << lossyUTF8String(key);
     EXPECT_EQ(*value, expected) << lossyUTF8String(key);
 }
@@ -40,7 +40,7 @@ TEST(NSPropertyList, ReadsBothFormsOfEveryType) {
         expectValue<String>(*list, u"Umlaut", u"h\u00E9\U0001F600");
         expectValue<Data>(*list, u"Blob", {0, 1, 255});
         expectValue<PropertyListDate>(*list, u"When", {60});
-        const auto &array = std::get<PropertyList::Array>(list->objectForKey(u"List")->value);
+        const auto& array = std::get<PropertyList::Array>(list->objectForKey(u"List")->value);
         ASSERT_EQ(array.size(), 3u);
         EXPECT_EQ(std::get<String>(array[1].value), u"two");
         expectValue<std::int64_t>(*list->objectForKey(u"Nested")->objectForKey(u"a"), u"b", 7);
@@ -56,7 +56,7 @@ TEST(NSPropertyList, TheLastOfEqualKeysCounts) {
 }
 
 struct DamageCase {
-    const char *name;
+    const char* name;
     std::string text;
     bool sound;
 };
@@ -112,7 +112,7 @@ TEST(NSPropertyList, RefusesWhatIsDamaged) {
         {"binary head and zeros", std::string("bplist00") + std::string(40, '\0'), false},
         {"text form of old", "{ a = 1; }", false},
     };
-    for (const DamageCase &row : rows)
+    for (const DamageCase& row : rows)
         EXPECT_EQ(parse(row.text).has_value(), row.sound) << row.name;
 }
 

@@ -6,8 +6,8 @@ namespace platform {
 namespace {
 
 struct ArgumentCase {
-    const char *name;
-    std::vector<const char *> arguments; // behind the program's name
+    const char* name;
+    std::vector<const char*> arguments; // behind the program's name
     std::optional<String> url;
     std::optional<String> uuid;
 };
@@ -33,8 +33,8 @@ TEST(NSUserDefaults, ReadsTheArgumentDomain) {
         {"Latin 1", {"-url", "h\xE9"}, u"h\u00E9", {}},
         {"equals sign is no separator", {"-url=a", "b"}, {}, {}},
     };
-    for (const ArgumentCase &row : rows) {
-        std::vector<const char *> words{"-url"}; // the program's own name is never a key
+    for (const ArgumentCase& row : rows) {
+        std::vector<const char*> words{"-url"}; // the program's own name is never a key
         words.insert(words.end(), row.arguments.begin(), row.arguments.end());
         NSUserDefaults::standardUserDefaults().setArguments(words);
         const VolatileDomain domain = NSUserDefaults::standardUserDefaults().volatileDomainForName(NSArgumentDomain);
@@ -44,7 +44,7 @@ TEST(NSUserDefaults, ReadsTheArgumentDomain) {
 }
 
 TEST(NSUserDefaults, KeepsWhatIsNoString) {
-    const char *words[] = {"program", "-url", "(a, b)"};
+    const char* words[] = {"program", "-url", "(a, b)"};
     NSUserDefaults::standardUserDefaults().setArguments(words);
     const auto domain = NSUserDefaults::standardUserDefaults().volatileDomainForName(NSArgumentDomain);
     EXPECT_EQ(domain.objectForKey(u"url"), VolatileDomain::Object(OpaquePropertyList{u"(a, b)"}));
@@ -52,7 +52,7 @@ TEST(NSUserDefaults, KeepsWhatIsNoString) {
 }
 
 TEST(NSUserDefaults, HasNoOtherDomain) {
-    const char *words[] = {"program", "-url", "a"};
+    const char* words[] = {"program", "-url", "a"};
     NSUserDefaults::standardUserDefaults().setArguments(words);
     EXPECT_EQ(NSUserDefaults::standardUserDefaults().volatileDomainForName(u"NSRegistrationDomain").count(), 0u);
     NSUserDefaults::standardUserDefaults().setArguments({});
