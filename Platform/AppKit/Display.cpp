@@ -58,7 +58,7 @@ bool connect() {
     setenv("DISPLAY", (":" + number).c_str(), 1);
     setenv("XAUTHORITY", ("/proc/self/fd/" + std::to_string(authorityDescriptor)).c_str(), 1);
     const bool connected = initializeToolkit();
-    unsetenv("XAUTHORITY");
+    setenv("XAUTHORITY", "/dev/null", 1); // for the engine's processes; without it they look into the home directory
     close(authorityDescriptor);
     if (connected)
         admitOwnProcesses();

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -51,7 +52,7 @@ std::string enginePath() {
     return access(beside.c_str(), X_OK) == 0 ? beside : TESSARO_ENGINE_PATH;
 }
 
-pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* display) {
+pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* display, const std::string& runtimeFolder) {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     std::vector<InheritedDescriptor> descriptors = {
         {nowhere, STDIN_FILENO}, {nowhere, STDOUT_FILENO}, {record, recordDescriptor}};
@@ -60,7 +61,7 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
         descriptors.push_back({display->authorityDescriptor(), authorityDescriptor});
     }
     const pid_t engine = startProgram(enginePath(), std::vector<std::string>(argv, argv + argc),
-                                      engineEnvironment(display != nullptr), descriptors, SIGKILL);
+                                      engineEnvironment(display != nullptr, runtimeFolder), descriptors, SIGKILL);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");
@@ -77,15 +78,24 @@ void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
     }
 }
 
+// A folder for this run alone, in place of the user's: the engine's sandbox leaves notes in it, and finds no session
+// bus there to which it would have to start a proxy. Empty when it cannot be made; then the user's serves.
+std::string makeRuntimeFolder() {
+    std::string folder = "/tmp/TessaroThumbs-XXXXXX";
+    return mkdtemp(folder.data()) ? folder : "";
+}
+
 [[noreturn]] void runCustodian(int argc, char* argv[], int record, int lifeline) {
     setsid(); // a terminal's signals are for the starter, whose end ends everything
     prctl(PR_SET_CHILD_SUBREAPER, 1);
+    std::error_code ignored;
     std::optional<PrivateDisplay> display;
     const bool wantsDisplay = needsPrivateDisplay(argc, argv);
     if (wantsDisplay)
         display = PrivateDisplay::start();
+    const std::string runtimeFolder = display ? makeRuntimeFolder() : "";
     if (display || !wantsDisplay) {
-        const pid_t engine = startEngine(argc, argv, record, display ? &*display : nullptr);
+        const pid_t engine = startEngine(argc, argv, record, display ? &*display : nullptr, runtimeFolder);
         close(record);
         if (engine > 0) {
             awaitEnd(lifeline, engine, display ? &*display : nullptr);
@@ -95,6 +105,8 @@ void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
     if (display)
         display->end();
     endAllDescendants();
+    if (!runtimeFolder.empty())
+        std::filesystem::remove_all(runtimeFolder, ignored);
     _exit(EXIT_SUCCESS);
 }
 

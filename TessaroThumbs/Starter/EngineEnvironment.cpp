@@ -30,7 +30,6 @@ constexpr Setting onPrivateDisplay[] = {
     {"GTK_THEME", "Raleigh"},                           // built in: no theme files to read
     // No session bus, neither found nor started: with an address of one, the engine puts a proxy to it into its
     // sandbox, which takes 15 ms. Nothing else is found under its mere name either.
-    {"XDG_RUNTIME_DIR", "/nonexistent"},
     {"PATH", "/nonexistent"},
 };
 
@@ -48,12 +47,14 @@ void put(std::vector<std::string>& environment, std::string_view name, std::stri
 
 } // namespace
 
-std::vector<std::string> engineEnvironment(bool privateDisplay) {
+std::vector<std::string> engineEnvironment(bool privateDisplay, const std::string& runtimeFolder) {
     std::vector<std::string> environment;
     for (char** entry = environ; entry && *entry; ++entry)
         environment.emplace_back(*entry);
     for (const Setting& setting : always)
         put(environment, setting.name, setting.value);
+    if (!runtimeFolder.empty())
+        put(environment, "XDG_RUNTIME_DIR", runtimeFolder);
     if (privateDisplay) {
         std::erase_if(environment, [](const std::string& entry) {
             return std::any_of(std::begin(leftOutOnPrivateDisplay), std::end(leftOutOnPrivateDisplay),

@@ -7,6 +7,7 @@
 namespace tessaro {
 
 // "NAME=value" texts. With a private display, what belongs to the caller's is left out.
-[[nodiscard]] std::vector<std::string> engineEnvironment(bool privateDisplay);
+// `runtimeFolder` takes what the engine's sandbox notes down about itself; empty means the caller's.
+[[nodiscard]] std::vector<std::string> engineEnvironment(bool privateDisplay, const std::string& runtimeFolder);
 
 } // namespace tessaro
