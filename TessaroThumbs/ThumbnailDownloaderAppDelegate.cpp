@@ -6,6 +6,7 @@
 #include "TessaroThumbs/isPreferenceSet.h"
 #include "brimle/DRLogger.h"
 #include "brimle/NSURL+Brimle.h"
+#include "brimle/PLCrashSignalHandler.h"
 
 namespace tessaro {
 namespace {
@@ -23,6 +24,7 @@ constexpr double trimmedBand = 50;
 } // namespace
 
 void ThumbnailDownloaderAppDelegate::applicationDidFinishLaunching(const platform::NSNotification&) {
+    (void)brimle::PLCrashSignalHandler::enableCrashReporterAndReturnError(nullptr); // without it the run goes on
     static const auto logFileName = std::make_shared<const String>(u"~/Library/Logs/Tessaro/TessaroThumbs.log");
     DRLogger::setFileName(logFileName);
     if (isPreferenceSet(u"VerboseThumbnailLogging"))

@@ -5,6 +5,7 @@
 // happened. See docs/architecture.md.
 #include "TessaroThumbs/Starter/Custodian.h"
 #include "TessaroThumbs/Starter/RecordRelay.h"
+#include "brimle/PLCrashSignalHandler.h"
 
 #include <csignal>
 #include <cstdio>
@@ -34,6 +35,7 @@ void occupyStandardDescriptors() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    (void)brimle::PLCrashSignalHandler::enableCrashReporterAndReturnError(nullptr);
     occupyStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // a reader that has gone away must not change the exit status
     if (argc < 2)
