@@ -2,12 +2,30 @@
 
 #include <array>
 #include <cstdio>
+#include <locale.h> // uselocale: POSIX
 
 namespace platform {
 namespace {
 
+// Numbers look the same whatever locale the process has chosen: a decimal point, no grouping.
+class PlainNumbers {
+public:
+    PlainNumbers() : before_(uselocale(plain())) {}
+    ~PlainNumbers() { uselocale(before_); }
+    PlainNumbers(const PlainNumbers&) = delete;
+    PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+private:
+    static locale_t plain() {
+        static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+        return locale;
+    }
+    locale_t before_;
+};
+
 template <class... Values>
 std::string printf(const std::string& conversion, Values... values) {
+    const PlainNumbers plainNumbers;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
