@@ -28,6 +28,12 @@ using DataView = std::span<const std::uint8_t>;
 // Strict decoding: overlong forms, surrogates, values beyond U+10FFFF and cut sequences make it absent.
 [[nodiscard]] std::optional<String> stringWithUTF8(std::string_view bytes);
 
+// Each byte as the character of that number.
+[[nodiscard]] String stringWithISOLatin1(std::string_view bytes);
+
+// Absent when a byte is above 0x7F.
+[[nodiscard]] std::optional<String> stringWithASCII(std::string_view bytes);
+
 // UTF-8 where the bytes are UTF-8, else each byte as the Latin 1 character of that number: nothing is lost.
 [[nodiscard]] String stringWithUTF8OrLatin1(std::string_view bytes);
 
