@@ -3,6 +3,8 @@
 #include "brimle/DRLogger.h"
 #include "brimle/NSString+BrimleURL.h"
 
+#include "Foundation/NSStringSearch.h"
+
 namespace brimle {
 namespace {
 
@@ -12,10 +14,10 @@ namespace {
 std::optional<NSURL> rebuilt(StringView address, URLFromParts fromParts) {
     const String scheme = br_stringByExtractingScheme(address);
     const String host = br_stringByExtractingFullDomain(address);
-    const std::size_t found = host.empty() ? StringView::npos : address.find(host);
-    if (found == StringView::npos)
+    const auto found = platform::rangeOfString(address, host);
+    if (!found)
         return std::nullopt;
-    const StringView rest = address.substr(found + host.size());
+    const StringView rest = address.substr(found->location + found->length);
     const std::size_t slash = rest.find(u'/');
     if (slash == StringView::npos)
         return std::nullopt;
