@@ -152,6 +152,8 @@ void WebView::Engine::close() {
 }
 
 void WebView::Engine::report(PageEvent event, const NSError* error) {
+    if (event != PageEvent::LoadStarted)
+        announceStart();
     const PageReaction reaction = reactionTo(event);
     if (reaction == PageReaction::Terminate)
         NSApplication::sharedApplication().terminate(&owner_);
@@ -187,6 +189,7 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
 }
 
 void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationRequest* request) {
+    announceStart();
     if (isBusy_ || !resourceLoadDelegate)
         return;
     NSURLAuthenticationChallenge challenge;
@@ -202,21 +205,48 @@ void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationReque
                                                                                                challenge, nullptr);
 }
 
+// When a page sends the visitor on, the engine says "started" while the view still has the old page's address; the new
+// one is told by the request for the main resource, which follows at once. So the start is announced with that request,
+// or with whatever event comes instead of it.
 void WebView::Engine::loadStarted(const char* address) {
     phase_ = LoadPhase::Started;
-    startedAddress_ = address ? address : "";
+    setProvisionalAddress(address);
+    startIsUnannounced_ = true;
     completion_.loadStarted();
     watchCompletion();
     if (!networkProcessIsWatched_)
         networkProcessIsWatched_ = watchNetworkProcess([this] { report(PageEvent::NetworkProcessEnded); });
+}
+
+void WebView::Engine::loadRedirected(const char* address) {
+    announceStart();
+    phase_ = LoadPhase::Redirected;
+    setProvisionalAddress(address);
+}
+
+void WebView::Engine::resourceStarted(WebKitWebResource* resource, WebKitURIRequest* request) {
+    ++lastResource_;
+    if (startIsUnannounced_ && resource == webkit_web_view_get_main_resource(view_)) {
+        setProvisionalAddress(webkit_web_resource_get_uri(resource));
+        announceStart();
+    }
+    watchIconLoad(resource, request);
+}
+
+void WebView::Engine::setProvisionalAddress(const char* address) {
+    provisionalAddress_ = address ? address : "";
     owner_.mainFrame_.setProvisionalDataSource(dataSource(address));
-    report(PageEvent::LoadStarted);
+}
+
+void WebView::Engine::announceStart() {
+    if (std::exchange(startIsUnannounced_, false))
+        report(PageEvent::LoadStarted);
 }
 
 void WebView::Engine::loadCommitted(const char* address) {
     phase_ = LoadPhase::Committed;
     completion_.loadCommitted();
-    if (isEmptyDocument(address) && !isEmptyDocument(startedAddress_.c_str())) {
+    if (isEmptyDocument(address) && !isEmptyDocument(provisionalAddress_.c_str())) {
         completion_.loadFailed();
         const NSError error = errorFromEngine("WebKitNetworkError", 0, "The address was refused");
         report(PageEvent::LoadCommittedToNothing, &error);
@@ -278,7 +308,6 @@ static bool isIconRequest(WebKitURIRequest* request) {
 }
 
 void WebView::Engine::watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request) {
-    ++lastResource_;
     if (phase_ == LoadPhase::Started || phase_ == LoadPhase::Redirected || !isIconRequest(request))
         return;
     completion_.iconLoadStarted();

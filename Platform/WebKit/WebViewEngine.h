@@ -35,11 +35,11 @@ public:
     void report(PageEvent event, const NSError* error = nullptr);
     void reportChallenge(PageEvent event, WebKitAuthenticationRequest* request);
     void loadStarted(const char* address);
-    void loadRedirected() { phase_ = LoadPhase::Redirected; }
+    void loadRedirected(const char* address);
     void loadCommitted(const char* address);
     void loadFailed(PageEvent event, const NSError& error);
     void loadFinished();
-    void watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request);
+    void resourceStarted(WebKitWebResource* resource, WebKitURIRequest* request);
     [[nodiscard]] bool decideNavigation(WebKitNavigationPolicyDecision* decision);
     void answerDialog(WebKitScriptDialog* dialog);
     void offerFileChooser(WebKitFileChooserRequest* request);
@@ -48,6 +48,9 @@ private:
     friend struct EngineSignals;
 
     void startWebProcess();
+    void setProvisionalAddress(const char* address);
+    void announceStart();
+    void watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request);
     void watchCompletion();
     void completionIsDue();
     [[nodiscard]] std::optional<NSImage> currentIcon();
@@ -59,7 +62,8 @@ private:
     WebKitWebView* view_ = nullptr;
     LoadCompletion completion_;
     LoadPhase phase_ = LoadPhase::Started;
-    std::string startedAddress_;
+    std::string provisionalAddress_;
+    bool startIsUnannounced_ = false;
     unsigned completionTimer_ = 0;
     bool networkProcessIsWatched_ = false;
     // While a snapshot is awaited the engine's events go on; the delegate must not hear of them inside its own call.

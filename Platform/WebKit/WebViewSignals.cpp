@@ -60,7 +60,7 @@ struct SignalHandlers {
             self.loadStarted(address);
             break;
         case WEBKIT_LOAD_REDIRECTED:
-            self.loadRedirected();
+            self.loadRedirected(address);
             break;
         case WEBKIT_LOAD_COMMITTED:
             self.loadCommitted(address);
@@ -91,7 +91,7 @@ struct SignalHandlers {
 
     static void resourceLoadStarted(WebKitWebView*, WebKitWebResource* resource, WebKitURIRequest* request,
                                     gpointer data) {
-        engine(data).watchIconLoad(resource, request);
+        engine(data).resourceStarted(resource, request);
     }
 
     static void iconChanged(WebKitWebView*, GParamSpec*, gpointer data) { engine(data).report(PageEvent::IconChanged); }
