@@ -96,7 +96,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
     if (options.closeOutput)
         closeDescriptor(output_);
     fcntl(input_, F_SETFL, O_NONBLOCK);
-    if (pending_.empty())
+    if (pending_.empty() && !options.keepInputOpen)
         closeDescriptor(input_);
 }
 
@@ -113,6 +113,17 @@ Process::~Process() {
 void Process::sendSignal(int number) const {
     if (pid_ > 0)
         kill(pid_, number);
+}
+
+std::string Process::readLine(std::chrono::milliseconds limit) {
+    const auto deadline = Clock::now() + limit;
+    while (output_ >= 0 && result_.output.find('\n') == std::string::npos && Clock::now() < deadline) {
+        pollfd descriptor{output_, POLLIN, 0};
+        if (poll(&descriptor, 1, 5) > 0)
+            readFrom(output_, result_.output, true);
+    }
+    const std::size_t end = result_.output.find('\n');
+    return end == std::string::npos ? "" : result_.output.substr(0, end);
 }
 
 void Process::readFrom(int& descriptor, std::string& text, bool isOutput) {

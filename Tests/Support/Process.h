@@ -16,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 struct ProcessOptions {
     std::string input;                                             // for standard input, which then ends
     std::map<std::string, std::optional<std::string>> environment; // changes to one's own; absent removes
+    bool keepInputOpen = false;                                    // it ends with the object
     bool closeOutput = false;                                      // nobody reads standard output
     std::vector<std::string> wrapper;                              // words in front of the program's
 };
@@ -41,6 +42,8 @@ public:
 
     [[nodiscard]] pid_t pid() const { return pid_; }
     void sendSignal(int number) const;
+    // The output up to the first line end; empty when none comes in time. It stays part of the result's output.
+    [[nodiscard]] std::string readLine(std::chrono::milliseconds limit = std::chrono::seconds(10));
     // Reads both streams to their ends and waits; the streams' ends and the program's count towards the limit.
     [[nodiscard]] ProcessResult finish(std::chrono::milliseconds limit = std::chrono::seconds(30));
 

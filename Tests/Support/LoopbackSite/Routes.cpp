@@ -74,19 +74,25 @@ void challenge(SoupServerMessage* message, const Query& query) {
         setHeader(message, "WWW-Authenticate", found->second);
 }
 
+gboolean closeNow(void* connection) {
+    g_io_stream_close(static_cast<GIOStream*>(connection), nullptr, nullptr);
+    return G_SOURCE_REMOVE;
+}
+
 void closeConnection(SoupServerMessage* message, const Query& query) {
-    static const std::map<std::string, const char*> beginnings = {
+    static const std::map<std::string, std::string> beginnings = {
         {"before", ""},
         {"headers", "HTTP/1.1 200 OK\r\nContent-Type: text/ht"},
-        {"body", "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 100000\r\n\r\n<!doctype html><p>cut"},
+        {"body", "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 100000\r\n\r\n<!doctype html>" +
+                     std::string(4000, ' ') + "<p>cut"},
     };
     const auto found = beginnings.find(lastPart(query));
-    const std::string_view bytes = found == beginnings.end() ? "" : found->second;
+    const std::string bytes = found == beginnings.end() ? "" : found->second;
     GIOStream* connection = soup_server_message_steal_connection(message);
     g_output_stream_write_all(g_io_stream_get_output_stream(connection), bytes.data(), bytes.size(), nullptr, nullptr,
                               nullptr);
-    g_io_stream_close(connection, nullptr, nullptr);
-    g_object_unref(connection);
+    // A while later, so that the client has seen what came before it sees the end.
+    g_timeout_add_full(G_PRIORITY_DEFAULT, 150, closeNow, connection, g_object_unref);
 }
 
 void never(SoupServerMessage* message, const Query&) {
