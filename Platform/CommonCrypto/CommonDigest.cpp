@@ -32,7 +32,7 @@ constinit thread_local Shelf shelf{};
 struct ShelfCloser {
     ~ShelfCloser() {
         shelf.closed = true;
-        for (gcry_md_hd_t &handle : shelf.spare)
+        for (gcry_md_hd_t& handle : shelf.spare)
             gcry_md_close(std::exchange(handle, nullptr));
     }
 };
@@ -44,7 +44,7 @@ gcry_md_hd_t open(int number) {
     return gcry_md_open(&handle, number, 0) == 0 ? handle : nullptr;
 }
 
-gcry_md_hd_t handleOf(void *context) {
+gcry_md_hd_t handleOf(void* context) {
     return static_cast<gcry_md_hd_t>(context);
 }
 
@@ -59,14 +59,14 @@ int DigestContext::initialise() {
     return handle_ ? 1 : 0;
 }
 
-int DigestContext::update(const void *data, CC_LONG length) {
+int DigestContext::update(const void* data, CC_LONG length) {
     if (!handle_)
         return 0;
     gcry_md_write(handleOf(handle_), data, length);
     return 1;
 }
 
-int DigestContext::finish(std::uint8_t *digest) {
+int DigestContext::finish(std::uint8_t* digest) {
     if (!handle_)
         return 0;
     std::memcpy(digest, gcry_md_read(handleOf(handle_), 0), algorithms[static_cast<std::size_t>(algorithm_)].length);
@@ -78,13 +78,25 @@ void DigestContext::release() {
     if (!handle_)
         return;
     const gcry_md_hd_t handle = handleOf(std::exchange(handle_, nullptr));
-    gcry_md_hd_t &spare = shelf.spare[static_cast<std::size_t>(algorithm_)];
+    gcry_md_hd_t& spare = shelf.spare[static_cast<std::size_t>(algorithm_)];
     if (spare || shelf.closed) {
         gcry_md_close(handle);
     } else {
         gcry_md_reset(handle);
         spare = handle;
     }
+}
+
+int digestAtOnce(DigestAlgorithm algorithm, const void* data, CC_LONG length, std::uint8_t* digest) {
+    // The library hashes a buffer on its stack for the SHA family; for MD5 it would open a context each time, and it
+    // ends the process where a policy of the machine bars MD5.
+    if (algorithm == DigestAlgorithm::MD5) {
+        DigestContext context(algorithm);
+        return context.initialise() && context.update(data, length) && context.finish(digest) ? 1 : 0;
+    }
+    prepareLibgcrypt();
+    gcry_md_hash_buffer(algorithms[static_cast<std::size_t>(algorithm)].number, digest, data, length);
+    return 1;
 }
 
 } // namespace platform

@@ -1,37 +1,35 @@
 #include "CommonHMAC.h"
 
-#include "CommonDigest.h"
-
 #include <cstring>
 
 namespace platform {
 namespace {
 
 constexpr std::size_t blockSize = sha1BlockSize;
-constexpr std::size_t digestSize = CC_SHA1_DIGEST_LENGTH;
+constexpr std::size_t digestSize = sha1DigestSize;
 constexpr std::size_t lengthSize = 8;
 
 // The padding behind `used` bytes of a block, and the length of everything in bits; `total` is in bytes. A block that
 // has no room for the length goes into the state, and another one follows.
-void compressLast(CCHmacContext& ctx, Sha1State& state, std::size_t used, std::uint64_t total) {
+void compressLast(CCHmacContext& ctx, Sha1Words& state, std::size_t used, std::uint64_t total) {
     std::uint8_t* block = ctx.block.data();
     block[used++] = 0x80;
     if (used > blockSize - lengthSize) {
         std::memset(block + used, 0, blockSize - used);
-        ctx.compress(state, block, 1);
+        ctx.sha1->compress(state, block, 1);
         used = 0;
     }
     std::memset(block + used, 0, blockSize - lengthSize - used);
     for (std::size_t i = 0; i < lengthSize; ++i)
         block[blockSize - 1 - i] = static_cast<std::uint8_t>(total * 8 >> 8 * i);
-    ctx.compress(state, block, 1);
+    ctx.sha1->compress(state, block, 1);
 }
 
-Sha1State stateAfterKey(CCHmacContext& ctx, std::uint8_t mask) {
+Sha1Words stateAfterKey(CCHmacContext& ctx, std::uint8_t mask) {
     for (std::uint8_t& byte : ctx.block)
         byte ^= mask;
-    Sha1State state;
-    ctx.compress(state, ctx.block.data(), 1);
+    Sha1Words state = sha1Start;
+    ctx.sha1->compress(state, ctx.block.data(), 1);
     for (std::uint8_t& byte : ctx.block)
         byte ^= mask;
     return state;
@@ -45,9 +43,9 @@ void putShortKey(CCHmacContext& ctx, const std::uint8_t* key, std::size_t length
             std::memcpy(ctx.block.data(), key, length);
         return;
     }
-    Sha1State state;
+    Sha1Words state = sha1Start;
     const std::size_t whole = length / blockSize;
-    ctx.compress(state, key, whole);
+    ctx.sha1->compress(state, key, whole);
     const std::size_t rest = length - whole * blockSize;
     std::memcpy(ctx.block.data(), key + whole * blockSize, rest);
     compressLast(ctx, state, rest, length);
@@ -69,7 +67,7 @@ CCHmacContext::~CCHmacContext() {
 void CCHmacInit(CCHmacContext* ctx, CCHmacAlgorithm, const void* key, std::size_t keyLength) {
     constexpr std::uint8_t innerMask = 0x36;
     constexpr std::uint8_t outerMask = 0x5C;
-    ctx->compress = sha1Compression();
+    ctx->sha1 = &sha1();
     putShortKey(*ctx, static_cast<const std::uint8_t*>(key), keyLength);
     ctx->inner = stateAfterKey(*ctx, innerMask);
     ctx->outer = stateAfterKey(*ctx, outerMask);
@@ -83,13 +81,13 @@ void CCHmacUpdate(CCHmacContext* ctx, const void* data, std::size_t dataLength) 
     ctx->length += dataLength;
     if (used > 0 && used + dataLength >= blockSize) {
         std::memcpy(ctx->block.data() + used, bytes, blockSize - used);
-        ctx->compress(ctx->running, ctx->block.data(), 1);
+        ctx->sha1->compress(ctx->running, ctx->block.data(), 1);
         bytes += blockSize - used;
         dataLength -= blockSize - used;
         used = 0;
     }
     if (const std::size_t whole = dataLength / blockSize; whole > 0) {
-        ctx->compress(ctx->running, bytes, whole);
+        ctx->sha1->compress(ctx->running, bytes, whole);
         bytes += whole * blockSize;
         dataLength -= whole * blockSize;
     }
@@ -106,17 +104,16 @@ void CCHmacFinal(CCHmacContext* ctx, void* macOut) {
     restart(*ctx);
 }
 
-void CCHmacWithContext(CCHmacContext* ctx, const void* data, std::size_t dataLength, void* macOut) {
-    restart(*ctx);
-    CCHmacUpdate(ctx, data, dataLength);
-    CCHmacFinal(ctx, macOut);
+void CCHmacOfMacs(const CCHmacContext* ctx, Sha1Words* macs, std::size_t count) {
+    ctx->sha1->macOfDigests(ctx->inner, ctx->outer, macs, count);
 }
 
 void CCHmac(CCHmacAlgorithm algorithm, const void* key, std::size_t keyLength, const void* data, std::size_t dataLength,
             void* macOut) {
     CCHmacContext ctx;
     CCHmacInit(&ctx, algorithm, key, keyLength);
-    CCHmacWithContext(&ctx, data, dataLength, macOut);
+    CCHmacUpdate(&ctx, data, dataLength);
+    CCHmacFinal(&ctx, macOut);
 }
 
 } // namespace platform

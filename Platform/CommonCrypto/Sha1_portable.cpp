@@ -1,9 +1,9 @@
-// Processors for which there is no accelerated compression here.
+// Processors without SHA instructions that are made use of here.
 #include "Sha1.h"
 
 namespace platform {
 
-Sha1Compression acceleratedSha1Compression() {
+const Sha1Functions* acceleratedSha1() {
     return nullptr;
 }
 

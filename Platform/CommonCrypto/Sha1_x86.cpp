@@ -1,91 +1,149 @@
-// The SHA extensions of x86 processors: four rounds an instruction.
+// The SHA extensions of x86 processors: four rounds an instruction. An instruction waits for the one before, so several
+// messages side by side take hardly longer than one.
 #include "Sha1.h"
 
 #include <cpuid.h>
 #include <immintrin.h>
+#include <utility>
 
 namespace platform {
 namespace {
 
-#define WITH_SHA_INSTRUCTIONS __attribute__((target("sha,sse4.1")))
+// Compiled for the instructions in question, whatever the rest of the program is compiled for.
+#define USES_SHA __attribute__((target("sha,sse4.1")))
+#define USES_SHA_INLINE __attribute__((target("sha,sse4.1"), always_inline)) inline
 
-bool processorHasShaInstructions() {
+bool processorHasSHA() {
     unsigned a = 0;
     unsigned b = 0;
     unsigned c = 0;
     unsigned d = 0;
-    constexpr unsigned ssse3AndSse41 = bit_SSSE3 | bit_SSE4_1;
-    if (!__get_cpuid(1, &a, &b, &c, &d) || (c & ssse3AndSse41) != ssse3AndSse41)
+    constexpr unsigned ssse3AndSSE41 = bit_SSSE3 | bit_SSE4_1;
+    if (!__get_cpuid(1, &a, &b, &c, &d) || (c & ssse3AndSSE41) != ssse3AndSSE41)
         return false;
     return __get_cpuid_count(7, 0, &a, &b, &c, &d) && (b & bit_SHA) != 0;
 }
 
-// Word 0 of the algorithm stands in the highest lane.
-struct Working {
+// Words A to D, A in the highest lane, and E in the highest lane of another vector, the rest of which is zero.
+struct State {
     __m128i abcd;
-    __m128i e;        // before the coming four rounds: in the highest lane what becomes E
-    __m128i words[4]; // the coming sixteen words of the message schedule, as a ring
+    __m128i e;
 };
 
-// Rounds 4 * group to 4 * group + 3; makes the words of four groups on, as long as they are needed.
-template <int group>
-WITH_SHA_INSTRUCTIONS inline void fourRounds(Working& v) {
-    __m128i& w = v.words[group % 4];
-    const __m128i eAndWords = group == 0 ? _mm_add_epi32(v.e, w) : _mm_sha1nexte_epu32(v.e, w);
-    v.e = v.abcd;
-    v.abcd = _mm_sha1rnds4_epu32(v.abcd, eAndWords, group / 5);
-    if constexpr (group < 16) {
-        const __m128i& next = v.words[(group + 1) % 4];
-        const __m128i& third = v.words[(group + 2) % 4];
-        const __m128i& fourth = v.words[(group + 3) % 4];
-        w = _mm_sha1msg2_epu32(_mm_xor_si128(_mm_sha1msg1_epu32(w, next), third), fourth);
+USES_SHA_INLINE State load(const Sha1Words& words) {
+    constexpr int reversed = 0x1B;
+    return {_mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(words.data())), reversed),
+            _mm_set_epi32(static_cast<int>(words[4]), 0, 0, 0)};
+}
+
+USES_SHA_INLINE void store(const State& state, Sha1Words& words) {
+    constexpr int reversed = 0x1B;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(words.data()), _mm_shuffle_epi32(state.abcd, reversed));
+    words[4] = static_cast<std::uint32_t>(_mm_extract_epi32(state.e, 3));
+}
+
+// `count` messages side by side.
+template <std::size_t count>
+struct Messages {
+    State state[count];
+    __m128i schedule[count][4]; // the coming sixteen words, earlier ones in higher lanes, as a ring
+};
+
+// Rounds 4 * group to 4 * group + 3, and the words for the group four groups on.
+template <int group, std::size_t count>
+USES_SHA_INLINE void fourRounds(Messages<count>& messages) {
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < count; ++i) {
+        State& v = messages.state[i];
+        auto& ring = messages.schedule[i];
+        __m128i& w = ring[group % 4];
+        // From the second group on, E is what A was four rounds ago, rotated.
+        const __m128i eAndWords = group == 0 ? _mm_add_epi32(v.e, w) : _mm_sha1nexte_epu32(v.e, w);
+        v.e = v.abcd;
+        v.abcd = _mm_sha1rnds4_epu32(v.abcd, eAndWords, group / 5);
+        if constexpr (group < 16)
+            w = _mm_sha1msg2_epu32(_mm_xor_si128(_mm_sha1msg1_epu32(w, ring[(group + 1) % 4]), ring[(group + 2) % 4]),
+                                   ring[(group + 3) % 4]);
     }
 }
 
-WITH_SHA_INSTRUCTIONS inline void compressBlock(__m128i& abcd, __m128i& e, const __m128i* block) {
-    const __m128i reversal = _mm_set_epi64x(0x0001020304050607, 0x08090A0B0C0D0E0F);
-    Working v{abcd, e, {}};
-    for (int i = 0; i < 4; ++i)
-        v.words[i] = _mm_shuffle_epi8(_mm_loadu_si128(block + i), reversal);
-    fourRounds<0>(v);
-    fourRounds<1>(v);
-    fourRounds<2>(v);
-    fourRounds<3>(v);
-    fourRounds<4>(v);
-    fourRounds<5>(v);
-    fourRounds<6>(v);
-    fourRounds<7>(v);
-    fourRounds<8>(v);
-    fourRounds<9>(v);
-    fourRounds<10>(v);
-    fourRounds<11>(v);
-    fourRounds<12>(v);
-    fourRounds<13>(v);
-    fourRounds<14>(v);
-    fourRounds<15>(v);
-    fourRounds<16>(v);
-    fourRounds<17>(v);
-    fourRounds<18>(v);
-    fourRounds<19>(v);
-    e = _mm_sha1nexte_epu32(v.e, e);
-    abcd = _mm_add_epi32(abcd, v.abcd);
+template <std::size_t count, int... groups>
+USES_SHA_INLINE void allRounds(Messages<count>& messages, std::integer_sequence<int, groups...>) {
+    (fourRounds<groups>(messages), ...);
 }
 
-WITH_SHA_INSTRUCTIONS void compress(Sha1State& state, const std::uint8_t* blocks, std::size_t count) {
-    constexpr int reverseLanes = 0x1B;
-    auto* words = reinterpret_cast<__m128i*>(state.words.data());
-    __m128i abcd = _mm_shuffle_epi32(_mm_loadu_si128(words), reverseLanes);
-    __m128i e = _mm_set_epi32(static_cast<int>(state.words[4]), 0, 0, 0);
+// The block in each schedule, taken into a state equal for all.
+template <std::size_t count>
+USES_SHA_INLINE void compressFrom(const State& start, Messages<count>& messages) {
+    for (State& v : messages.state)
+        v = start;
+    allRounds(messages, std::make_integer_sequence<int, 20>());
+    for (State& v : messages.state)
+        v = {_mm_add_epi32(v.abcd, start.abcd), _mm_sha1nexte_epu32(v.e, start.e)};
+}
+
+USES_SHA void compress(Sha1Words& words, const std::uint8_t* blocks, std::size_t count) {
+    const __m128i bigEndian = _mm_set_epi64x(0x0001020304050607, 0x08090A0B0C0D0E0F);
+    State state = load(words);
+    for (; count > 0; --count, blocks += sha1BlockSize) {
+        Messages<1> message;
+        for (int i = 0; i < 4; ++i)
+            message.schedule[0][i] =
+                _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(blocks) + i), bigEndian);
+        compressFrom(state, message);
+        state = message.state[0];
+    }
+    store(state, words);
+}
+
+// The digests in the states become blocks: they follow a whole block and are padded to a block of their own.
+template <std::size_t count>
+USES_SHA_INLINE void scheduleDigests(Messages<count>& messages) {
+    constexpr auto bits = static_cast<int>(8 * (sha1BlockSize + sha1DigestSize));
+    for (std::size_t i = 0; i < count; ++i) {
+        auto& ring = messages.schedule[i];
+        ring[0] = messages.state[i].abcd;
+        ring[1] = _mm_or_si128(messages.state[i].e, _mm_set_epi32(0, static_cast<int>(0x80000000), 0, 0));
+        ring[2] = _mm_setzero_si128();
+        ring[3] = _mm_set_epi32(0, 0, 0, bits);
+    }
+}
+
+template <std::size_t count>
+USES_SHA void macOf(const Sha1Words& inner, const Sha1Words& outer, Sha1Words* digests) {
+    Messages<count> messages;
     for (std::size_t i = 0; i < count; ++i)
-        compressBlock(abcd, e, reinterpret_cast<const __m128i*>(blocks + i * sha1BlockSize));
-    _mm_storeu_si128(words, _mm_shuffle_epi32(abcd, reverseLanes));
-    state.words[4] = static_cast<std::uint32_t>(_mm_extract_epi32(e, 3));
+        messages.state[i] = load(digests[i]);
+    scheduleDigests(messages);
+    compressFrom(load(inner), messages);
+    scheduleDigests(messages);
+    compressFrom(load(outer), messages);
+    for (std::size_t i = 0; i < count; ++i)
+        store(messages.state[i], digests[i]);
+}
+
+void macOfDigests(const Sha1Words& inner, const Sha1Words& outer, Sha1Words* digests, std::size_t count) {
+    static_assert(sha1Lanes == 4);
+    switch (count) {
+    case 1:
+        return macOf<1>(inner, outer, digests);
+    case 2:
+        return macOf<2>(inner, outer, digests);
+    case 3:
+        return macOf<3>(inner, outer, digests);
+    case 4:
+        return macOf<4>(inner, outer, digests);
+    default:
+        return;
+    }
 }
 
 } // namespace
 
-Sha1Compression acceleratedSha1Compression() {
-    return processorHasShaInstructions() ? compress : nullptr;
+const Sha1Functions* acceleratedSha1() {
+    static constexpr Sha1Functions functions{compress, macOfDigests};
+    static const bool usable = processorHasSHA();
+    return usable ? &functions : nullptr;
 }
 
 } // namespace platform

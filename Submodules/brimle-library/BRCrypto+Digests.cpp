@@ -5,33 +5,26 @@
 #include "Foundation/NSAssertionHandler.h"
 #include "Foundation/NSException.h"
 
-#include <array>
-
 namespace brimle {
 namespace {
 
 using namespace platform;
 
 // The length is handed on as the 32-bit count that the platform's digests take.
-template <class Context, std::size_t length, int (*initialise)(Context *),
-          int (*update)(Context *, const void *, CC_LONG), int (*finish)(std::uint8_t *, Context *)>
+template <std::size_t length, int (*digestOf)(const void*, CC_LONG, std::uint8_t*)>
 Data digest(DataView input) {
-    Context context;
-    Wiped<std::array<std::uint8_t, length>> result; // often a key
-    if (!initialise(&context) || !update(&context, input.data(), static_cast<CC_LONG>(input.size())) ||
-        !finish(result.bytes.data(), &context))
+    Data result(length);
+    if (!digestOf(input.data(), static_cast<CC_LONG>(input.size()), result.data()))
         // Only in an application that has put the crypto library into a mode that bars the algorithm. Wrong bytes could
         // become a key, so there is no result.
         throw NSException(NSInternalInconsistencyException, u"The crypto library refuses a digest");
-    return Data(result.bytes.begin(), result.bytes.end());
+    return result;
 }
 
-constexpr auto MD5 = digest<CC_MD5_CTX, CC_MD5_DIGEST_LENGTH, CC_MD5_Init, CC_MD5_Update, CC_MD5_Final>;
-constexpr auto SHA1 = digest<CC_SHA1_CTX, CC_SHA1_DIGEST_LENGTH, CC_SHA1_Init, CC_SHA1_Update, CC_SHA1_Final>;
-constexpr auto SHA256 =
-    digest<CC_SHA256_CTX, CC_SHA256_DIGEST_LENGTH, CC_SHA256_Init, CC_SHA256_Update, CC_SHA256_Final>;
-constexpr auto SHA512 =
-    digest<CC_SHA512_CTX, CC_SHA512_DIGEST_LENGTH, CC_SHA512_Init, CC_SHA512_Update, CC_SHA512_Final>;
+constexpr auto MD5 = digest<CC_MD5_DIGEST_LENGTH, CC_MD5>;
+constexpr auto SHA1 = digest<CC_SHA1_DIGEST_LENGTH, CC_SHA1>;
+constexpr auto SHA256 = digest<CC_SHA256_DIGEST_LENGTH, CC_SHA256>;
+constexpr auto SHA512 = digest<CC_SHA512_DIGEST_LENGTH, CC_SHA512>;
 
 // The text may be a password or a key.
 Data digestOfText(Data (*digestOf)(DataView), StringView text) {

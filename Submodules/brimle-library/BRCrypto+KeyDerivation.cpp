@@ -10,11 +10,41 @@ namespace brimle {
 namespace {
 
 constexpr std::size_t md5Size = 16;
-constexpr std::size_t macSize = 20;
-using Mac = std::array<std::uint8_t, macSize>;
+constexpr std::size_t macSize = platform::sha1DigestSize;
+
+// One MAC, as words, for each of the blocks of output that are worked on side by side.
+using Macs = std::array<platform::Sha1Words, platform::sha1Lanes>;
 
 DataView orEmpty(std::optional<DataView> bytes) {
     return bytes.value_or(DataView());
+}
+
+// The MAC of the salt followed by the block's number, most significant byte first.
+platform::Sha1Words firstOfChain(platform::CCHmacContext& hmac, DataView salt, std::uint32_t index) {
+    const std::array<std::uint8_t, 4> number{static_cast<std::uint8_t>(index >> 24),
+                                             static_cast<std::uint8_t>(index >> 16),
+                                             static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)};
+    Wiped<std::array<std::uint8_t, macSize>> mac;
+    platform::CCHmacUpdate(&hmac, salt.data(), salt.size());
+    platform::CCHmacUpdate(&hmac, number.data(), number.size());
+    platform::CCHmacFinal(&hmac, mac.bytes.data());
+    return platform::readSha1Digest(mac.bytes.data());
+}
+
+// The blocks of output numbered from `index`. A count of iterations below 1 still makes the first MAC.
+Macs sumsOfChains(platform::CCHmacContext& hmac, DataView salt, std::uint32_t index, std::size_t blocks,
+                  std::int32_t iterations) {
+    Wiped<Macs> u;
+    for (std::size_t i = 0; i < blocks; ++i)
+        u.bytes[i] = firstOfChain(hmac, salt, index + static_cast<std::uint32_t>(i));
+    Macs sums = u.bytes;
+    for (std::int32_t i = 1; i < iterations; ++i) {
+        platform::CCHmacOfMacs(&hmac, u.bytes.data(), blocks);
+        for (std::size_t block = 0; block < sums.size(); ++block)
+            for (std::size_t word = 0; word < sums[block].size(); ++word)
+                sums[block][word] ^= u.bytes[block][word];
+    }
+    return sums;
 }
 
 } // namespace
@@ -48,28 +78,20 @@ void PKCS5_PBKDF2_HMAC(const char* pass, std::int32_t passlen, const std::uint8_
         password = pass;
     else if (pass && passlen > 0)
         password = {pass, static_cast<std::size_t>(passlen)};
+    const DataView saltBytes(salt, salt && saltlen > 0 ? static_cast<std::size_t>(saltlen) : 0);
     platform::CCHmacContext hmac;
     platform::CCHmacInit(&hmac, platform::kCCHmacAlgSHA1, password.data(), password.size());
-    Wiped<Mac> u;
-    Wiped<Mac> sum;
     std::size_t remaining = keylen > 0 ? static_cast<std::size_t>(keylen) : 0;
-    for (std::uint32_t index = 1; remaining > 0; ++index) {
-        const std::array<std::uint8_t, 4> bigEndianIndex{
-            static_cast<std::uint8_t>(index >> 24), static_cast<std::uint8_t>(index >> 16),
-            static_cast<std::uint8_t>(index >> 8), static_cast<std::uint8_t>(index)};
-        if (salt && saltlen > 0)
-            platform::CCHmacUpdate(&hmac, salt, static_cast<std::size_t>(saltlen));
-        platform::CCHmacUpdate(&hmac, bigEndianIndex.data(), bigEndianIndex.size());
-        platform::CCHmacFinal(&hmac, u.bytes.data());
-        sum.bytes = u.bytes;
-        for (std::int32_t i = 1; i < iter; ++i) {
-            platform::CCHmacWithContext(&hmac, u.bytes.data(), macSize, u.bytes.data());
-            for (std::size_t k = 0; k < macSize; ++k)
-                sum.bytes[k] ^= u.bytes[k];
+    for (std::uint32_t index = 1; remaining > 0; index += platform::sha1Lanes) {
+        const std::size_t blocks = std::min((remaining + macSize - 1) / macSize, platform::sha1Lanes);
+        const Wiped<Macs> sums{sumsOfChains(hmac, saltBytes, index, blocks, iter)};
+        for (std::size_t i = 0; i < blocks; ++i) {
+            Wiped<std::array<std::uint8_t, macSize>> block;
+            platform::writeSha1Digest(sums.bytes[i], block.bytes.data());
+            const std::size_t count = std::min(remaining, macSize);
+            out = std::copy_n(block.bytes.begin(), count, out);
+            remaining -= count;
         }
-        const std::size_t count = std::min(remaining, macSize);
-        out = std::copy_n(sum.bytes.begin(), count, out);
-        remaining -= count;
     }
 }
 

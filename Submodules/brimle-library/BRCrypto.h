@@ -73,9 +73,8 @@ using platform::StringView;
                                                                               std::optional<DataView> ivec);
 
 // AES. With a salt the result is the container "Salted__", salt, ciphertext, and a failure leaves the first two alone.
-[[nodiscard]] std::optional<Data> br_AESEncryptWithKey_ivec_salt(DataView data, DataView key,
-                                                                 std::optional<DataView> ivec,
-                                                                 std::optional<DataView> salt);
+[[nodiscard]] std::optional<Data>
+br_AESEncryptWithKey_ivec_salt(DataView data, DataView key, std::optional<DataView> ivec, std::optional<DataView> salt);
 // Bare ciphertext only.
 [[nodiscard]] std::optional<Data> br_AESDecryptWithKey_ivec(DataView data, DataView key, std::optional<DataView> ivec);
 
@@ -88,12 +87,11 @@ using platform::StringView;
 [[nodiscard]] std::optional<Data> br_AESEncryptWithBinaryPassword_keySize_useSalt(DataView data,
                                                                                   std::optional<DataView> password,
                                                                                   std::int32_t keySize, bool useSalt);
-[[nodiscard]] std::optional<Data> br_AESDecryptWithBinaryPassword_keySize(DataView data,
-                                                                          std::optional<DataView> password,
-                                                                          std::int32_t keySize);
+[[nodiscard]] std::optional<Data>
+br_AESDecryptWithBinaryPassword_keySize(DataView data, std::optional<DataView> password, std::int32_t keySize);
 
-// Key and IV by PBKDF2-HMAC-SHA1 from the password up to its first U+0000. A key size other than 16 or 32 is an assertion
-// failure (NSException by default). Of the count of iterations the low 32 bits count, as a signed number.
+// Key and IV by PBKDF2-HMAC-SHA1 from the password up to its first U+0000. A key size other than 16 or 32 is an
+// assertion failure (NSException by default). Of the count of iterations the low 32 bits count, as a signed number.
 [[nodiscard]] std::optional<Data>
 br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(DataView data, StringView password, std::int32_t keySize,
                                                         std::int64_t iterations, std::optional<DataView> salt);
@@ -102,20 +100,21 @@ br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(DataView data, StringVie
                                                                                      std::int32_t keySize,
                                                                                      std::int64_t iterations);
 // An absent password gives an absent result.
-[[nodiscard]] std::optional<Data>
-br_AESDecryptWithPassword_keySize_PBKDF2Iterations(DataView data, std::optional<StringView> password,
-                                                   std::int32_t keySize, std::int64_t iterations);
+[[nodiscard]] std::optional<Data> br_AESDecryptWithPassword_keySize_PBKDF2Iterations(DataView data,
+                                                                                     std::optional<StringView> password,
+                                                                                     std::int32_t keySize,
+                                                                                     std::int64_t iterations);
 
 // --- Key derivation ---
 
-// OpenSSL's rule with MD5 and one round. Key size 16 gives a key of 16 bytes; every other one, 24 included, a key of 32.
-// The IV has 16 bytes.
+// OpenSSL's rule with MD5 and one round. Key size 16 gives a key of 16 bytes; every other one, 24 included, a key
+// of 32. The IV has 16 bytes.
 void computeKeyAndIvec(std::optional<DataView> password, std::optional<DataView> salt, std::int32_t keySize, Data& key,
                        Data& ivec);
 
-// PBKDF2-HMAC-SHA1 (RFC 2898) into `keylen` bytes at `out`. A `passlen` of -1 means up to the zero byte; a null password
-// is empty. Fewer than 1 iteration count as 1. Lives in this namespace: the OpenSSL library has another function of
-// this name.
+// PBKDF2-HMAC-SHA1 (RFC 2898) into `keylen` bytes at `out`. A `passlen` of -1 means up to the zero byte; a null
+// password is empty. Fewer than 1 iteration count as 1. Lives in this namespace: the OpenSSL library has another
+// function of this name.
 void PKCS5_PBKDF2_HMAC(const char* pass, std::int32_t passlen, const std::uint8_t* salt, std::int32_t saltlen,
                        std::int32_t iter, std::int32_t keylen, std::uint8_t* out);
 

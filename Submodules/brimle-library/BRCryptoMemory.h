@@ -7,7 +7,7 @@ namespace brimle {
 
 // Overwritten in a way that the compiler does not optimise away.
 template <class Buffer>
-void wipe(Buffer &buffer) {
+void wipe(Buffer& buffer) {
     explicit_bzero(buffer.data(), buffer.size() * sizeof(*buffer.data()));
 }
 
