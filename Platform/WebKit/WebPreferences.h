@@ -13,16 +13,16 @@ enum WebCacheModel : int {
 class WebPreferences {
 public:
     // Java and plug-ins no longer exist in the engine: the two flags are kept and have no effect.
-    void setJavaEnabled(bool flag) { javaEnabled_ = flag; }
-    void setPlugInsEnabled(bool flag) { plugInsEnabled_ = flag; }
-    void setJavaScriptCanOpenWindowsAutomatically(bool flag) { javaScriptCanOpenWindowsAutomatically_ = flag; }
+    void setJavaEnabled(bool flag);
+    void setPlugInsEnabled(bool flag);
+    void setJavaScriptCanOpenWindowsAutomatically(bool flag);
     // Nothing of a page is kept on disk.
-    void setPrivateBrowsingEnabled(bool flag) { privateBrowsingEnabled_ = flag; }
+    void setPrivateBrowsingEnabled(bool flag);
     // The engine has no switch for animated images. Off, media do not play by themselves.
-    void setAllowsAnimatedImages(bool flag) { allowsAnimatedImages_ = flag; }
-    void setCacheModel(WebCacheModel model) { cacheModel_ = model; }
+    void setAllowsAnimatedImages(bool flag);
+    void setCacheModel(WebCacheModel model);
     // Preferences are never written to disk here, whatever is asked for.
-    void setAutosaves(bool flag) { autosaves_ = flag; }
+    void setAutosaves(bool flag);
 
     [[nodiscard]] bool isJavaEnabled() const { return javaEnabled_; }
     [[nodiscard]] bool arePlugInsEnabled() const { return plugInsEnabled_; }
