@@ -9,6 +9,20 @@
 
 namespace testing_support {
 
+// The messages in a log's text, in UTF-8, each as it was given (with its own line feeds).
+[[nodiscard]] inline std::vector<std::string> messagesOfLog(const std::string& text) {
+    std::vector<std::string> found;
+    constexpr std::string_view mark = "[31043] ";
+    constexpr std::size_t head = mark.size() + 24 + 2; // the time, "| "
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t next = text.find("\n" + std::string(mark), at);
+        const std::size_t end = next == std::string::npos ? text.size() - 1 : next;
+        found.push_back(text.substr(at + head, end - at - head));
+        at = end + 1;
+    }
+    return found;
+}
+
 class LogFile {
 public:
     LogFile() {
@@ -24,18 +38,9 @@ public:
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    // The messages in UTF-8, each as it was given (with its own line feeds), without the line that opens the log.
+    // The messages without the line that opens the log.
     [[nodiscard]] std::vector<std::string> messages() const {
-        const std::string text = contentsOf(folder_ / "log");
-        std::vector<std::string> found;
-        constexpr std::string_view mark = "[31043] ";
-        constexpr std::size_t head = mark.size() + 24 + 2; // the time, "| "
-        for (std::size_t at = 0; at < text.size();) {
-            const std::size_t next = text.find("\n" + std::string(mark), at);
-            const std::size_t end = next == std::string::npos ? text.size() - 1 : next;
-            found.push_back(text.substr(at + head, end - at - head));
-            at = end + 1;
-        }
+        std::vector<std::string> found = messagesOfLog(contentsOf(folder_ / "log"));
         found.erase(found.begin());
         return found;
     }
