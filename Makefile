@@ -15,9 +15,13 @@ build:
 run: build
 	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
 
-# Everything, in the release build; then what needs no display once more under the sanitizers.
+# Everything in the release build; then what needs no engine under the sanitizers, and every fuzz target for a moment.
 test: build
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory build PRESET=asan-ubsan
+	@ctest --test-dir build/asan-ubsan --output-on-failure -j $(JOBS) -L 'unit|system'
+	@$(MAKE) --no-print-directory build PRESET=fuzz
+	@scripts/fuzz build/fuzz 2
 
 bench:
 	@$(MAKE) build CMAKE_OPTIONS=-DTESSARO_BENCHMARKS=ON
@@ -25,7 +29,7 @@ bench:
 
 fuzz:
 	@$(MAKE) build PRESET=fuzz
-	@scripts/fuzz "$(CURDIR)/build/fuzz" $(SECONDS_EACH)
+	@scripts/fuzz build/fuzz $(SECONDS_EACH)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
