@@ -8,19 +8,20 @@ JOBS ?= $(shell nproc)
 build:
 	@scripts/install-dependencies
 	@cmake --preset $(PRESET) $(CMAKE_OPTIONS) >/dev/null
-	@cmake --build --preset $(PRESET) -j $(JOBS)
+	@cmake --build --preset $(PRESET) -j $(JOBS) $(if $(TARGETS),--target $(TARGETS))
 
 # make run                         captures the project's own sample site
 # make run URL=https://example.org [UUID=...]
+run: TARGETS = helper tessaro-record loopback-site
 run: build
 	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
 
 # Everything in the release build; then what needs no engine under the sanitizers, and every fuzz target for a moment.
 test: build
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
-	@$(MAKE) --no-print-directory build PRESET=asan-ubsan
+	@$(MAKE) --no-print-directory build PRESET=asan-ubsan TARGETS=tests-without-engine
 	@ctest --test-dir build/asan-ubsan --output-on-failure -j $(JOBS) -L 'unit|system'
-	@$(MAKE) --no-print-directory build PRESET=fuzz
+	@$(MAKE) --no-print-directory build PRESET=fuzz TARGETS=fuzz-targets
 	@scripts/fuzz build/fuzz 2
 
 bench:
@@ -28,7 +29,7 @@ bench:
 	@scripts/bench "$(CURDIR)/build/$(PRESET)"
 
 fuzz:
-	@$(MAKE) build PRESET=fuzz
+	@$(MAKE) --no-print-directory build PRESET=fuzz TARGETS=fuzz-targets
 	@scripts/fuzz build/fuzz $(SECONDS_EACH)
 
 format:

@@ -9,6 +9,11 @@ endif()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/include)
 file(CREATE_LINK ${CMAKE_SOURCE_DIR}/Submodules/brimle-library ${CMAKE_BINARY_DIR}/include/brimle SYMBOLIC)
 
+# What a command of the Makefile builds.
+add_custom_target(helper)               # the helper and the programs that it starts
+add_custom_target(tests-without-engine) # what runs under the sanitizers
+add_custom_target(fuzz-targets)
+
 function(tessaro_compile_options name)
   target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                          -Wnon-virtual-dtor -Werror)
@@ -58,6 +63,9 @@ function(tessaro_test name)
   endif()
   tessaro_program(${name} SOURCES ${arg_SOURCES} PRIVATE ${arg_PRIVATE} GTest::gmock_main PKG_CONFIG ${arg_PKG_CONFIG})
   target_compile_definitions(${name} PRIVATE TEST_DATA_FOLDER="${CMAKE_SOURCE_DIR}/Tests/Data")
+  if(NOT arg_LABEL STREQUAL engine)
+    add_dependencies(tests-without-engine ${name})
+  endif()
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT})
 endfunction()
@@ -72,6 +80,7 @@ endfunction()
 function(tessaro_fuzz_target name)
   cmake_parse_arguments(arg "" "" "SOURCES;PRIVATE;PKG_CONFIG" ${ARGN})
   tessaro_program(${name} SOURCES ${arg_SOURCES} PRIVATE ${arg_PRIVATE} PKG_CONFIG ${arg_PKG_CONFIG})
+  add_dependencies(fuzz-targets ${name})
   target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endfunction()
