@@ -21,6 +21,7 @@ void LoadCompletion::loadFailed() {
 void LoadCompletion::loadFinished(Time now) {
     if (!failed_)
         finished_ = now;
+    answers_ = 0;
 }
 
 void LoadCompletion::iconLoadStarted() {
@@ -33,6 +34,7 @@ void LoadCompletion::iconLoadEnded(Time now) {
         return; // begun before the commit
     --iconLoadsUnderWay_;
     lastIconEvent_ = now;
+    answers_ = 0;
     if (!earlyPicture_ || *earlyPicture_ + iconArrivalTime < now)
         picturesAwaited_.push_back(now);
     earlyPicture_.reset();
@@ -47,13 +49,22 @@ void LoadCompletion::iconArrived(Time now) {
         picturesAwaited_.pop_back();
 }
 
+void LoadCompletion::webProcessAnswered(Time now) {
+    ++answers_;
+    lastAnswer_ = now;
+}
+
+LoadCompletion::Time LoadCompletion::waitedOut(Time time) const {
+    return answers_ < answersAwaited ? *finished_ + longestWait : std::max(time, lastAnswer_);
+}
+
 LoadCompletion::Time LoadCompletion::iconSettledTime() const {
     if (iconLoadsUnderWay_ > 0)
         return *finished_ + longestWait;
     if (iconLoads_ == 0)
-        return *finished_ + iconStartTime;
+        return waitedOut(*finished_ + iconStartTime);
     return picturesAwaited_.empty() ? lastIconEvent_
-                                    : std::max(lastIconEvent_, picturesAwaited_.back() + iconArrivalTime);
+                                    : std::max(lastIconEvent_, waitedOut(picturesAwaited_.back() + iconArrivalTime));
 }
 
 std::optional<LoadCompletion::Time> LoadCompletion::dueTime() const {

@@ -7,7 +7,9 @@
 //   - `settlingTime` has passed, and
 //   - no icon load was seen for `iconStartTime`, or every one seen has ended and its own picture arrived (or did not
 //     within `iconArrivalTime`),
-// and in any case `longestWait` after the engine's word.
+// and in any case `longestWait` after the engine's word. The times are those of an idle machine: where they are waited
+// out for something that may not come, the web process must also have answered `answersAwaited` questions in the
+// meantime, which a busy machine stretches and an idle one does not notice.
 #pragma once
 
 #include <chrono>
@@ -24,6 +26,7 @@ public:
     static constexpr Time iconStartTime{60};
     static constexpr Time iconArrivalTime{30};
     static constexpr Time longestWait{2000};
+    static constexpr int answersAwaited = 3;
 
     void loadStarted();   // a provisional load; everything before it is forgotten
     void loadCommitted(); // icon loads count from here on
@@ -32,15 +35,21 @@ public:
     void iconLoadStarted();
     void iconLoadEnded(Time now);
     void iconArrived(Time now);
+    // The web process answered a question that was asked after the latest loadFinished or iconLoadEnded.
+    void webProcessAnswered(Time now);
+    [[nodiscard]] bool wantsAnswers() const { return finished_ && answers_ < answersAwaited; }
 
     // When the finish is to be reported, as far as is known now; absent while the load goes on or after it failed.
     [[nodiscard]] std::optional<Time> dueTime() const;
 
 private:
     [[nodiscard]] Time iconSettledTime() const;
+    [[nodiscard]] Time waitedOut(Time time) const;
 
     bool failed_ = false;
     std::optional<Time> finished_;
+    int answers_ = 0;
+    Time lastAnswer_{};
     int iconLoads_ = 0;
     int iconLoadsUnderWay_ = 0;
     Time lastIconEvent_{};              // an icon load's end or a picture's arrival

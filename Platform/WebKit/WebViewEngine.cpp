@@ -86,6 +86,9 @@ WebView::Engine::Engine(WebView& view, NSRect frame) : owner_(view), frame_(fram
 
 WebView::Engine::~Engine() {
     close();
+    ++*question_;
+    if (view_)
+        g_signal_handlers_disconnect_by_data(view_, this);
     g_clear_object(&view_);
 }
 
@@ -265,6 +268,7 @@ void WebView::Engine::loadFailed(PageEvent event, const NSError& error) {
 void WebView::Engine::loadFinished() {
     phase_ = LoadPhase::Finished;
     completion_.loadFinished(now());
+    askWebProcess();
     report(PageEvent::LoadFinished);
 }
 
@@ -281,6 +285,29 @@ void WebView::Engine::watchCompletion() {
         return G_SOURCE_REMOVE;
     };
     completionTimer_ = g_timeout_add(static_cast<guint>(wait.count()), action, this);
+}
+
+// Any question that the web process has to answer will do, and this one changes nothing. Asked again until the
+// completion has enough answers.
+void WebView::Engine::askWebProcess() {
+    struct Question {
+        Engine* engine;
+        std::shared_ptr<const unsigned> latest;
+        unsigned number;
+    };
+    const auto answered = [](GObject* view, GAsyncResult* result, gpointer data) {
+        const std::unique_ptr<Question> question(static_cast<Question*>(data));
+        webkit_web_view_can_execute_editing_command_finish(WEBKIT_WEB_VIEW(view), result, nullptr);
+        if (question->number != *question->latest)
+            return;
+        Engine& engine = *question->engine;
+        engine.completion_.webProcessAnswered(now());
+        engine.askWebProcess();
+        engine.watchCompletion();
+    };
+    if (completion_.wantsAnswers())
+        webkit_web_view_can_execute_editing_command(view_, WEBKIT_EDITING_COMMAND_COPY, nullptr, answered,
+                                                    new Question{this, question_, ++*question_});
 }
 
 void WebView::Engine::completionIsDue() {
@@ -316,6 +343,7 @@ void WebView::Engine::watchIconLoad(WebKitWebResource* resource, WebKitURIReques
     const auto ended = [](WebKitWebResource*, gpointer data) {
         auto* engine = static_cast<Engine*>(data);
         engine->completion_.iconLoadEnded(now());
+        engine->askWebProcess();
         engine->watchCompletion();
     };
     g_signal_connect(resource, "finished", G_CALLBACK(+ended), this);

@@ -52,6 +52,7 @@ private:
     void announceStart();
     void watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request);
     void watchCompletion();
+    void askWebProcess();
     void completionIsDue();
     [[nodiscard]] std::optional<NSImage> currentIcon();
     [[nodiscard]] cairo_surface_t* snapshot();
@@ -65,6 +66,8 @@ private:
     std::string provisionalAddress_;
     bool startIsUnannounced_ = false;
     unsigned completionTimer_ = 0;
+    // The latest question's number: an older one's answer does not count, and none does once the view is gone.
+    std::shared_ptr<unsigned> question_ = std::make_shared<unsigned>(0);
     bool networkProcessIsWatched_ = false;
     // While a snapshot is awaited the engine's events go on; the delegate must not hear of them inside its own call.
     bool isBusy_ = false;

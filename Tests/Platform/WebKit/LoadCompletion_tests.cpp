@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-enum Event { Started, Committed, Failed, Finished, IconStarted, IconEnded, IconArrived };
+enum Event { Started, Committed, Failed, Finished, IconStarted, IconEnded, IconArrived, Answered };
 
 struct Step {
     Event event;
@@ -21,7 +21,13 @@ struct Row {
     friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
 };
 
-void apply(LoadCompletion& load, Step step) {
+// On a machine without other work: the web process answers at once.
+void answerAll(LoadCompletion& load, LoadCompletion::Time time) {
+    while (load.wantsAnswers())
+        load.webProcessAnswered(time);
+}
+
+void applyOnBusyMachine(LoadCompletion& load, Step step) {
     const LoadCompletion::Time time(step.time);
     switch (step.event) {
     case Started:
@@ -38,7 +44,14 @@ void apply(LoadCompletion& load, Step step) {
         return load.iconLoadEnded(time);
     case IconArrived:
         return load.iconArrived(time);
+    case Answered:
+        return load.webProcessAnswered(time);
     }
+}
+
+void apply(LoadCompletion& load, Step step) {
+    applyOnBusyMachine(load, step);
+    answerAll(load, LoadCompletion::Time(step.time));
 }
 
 std::optional<int> due(const LoadCompletion& load) {
@@ -230,6 +243,55 @@ TEST_P(Completion, IsDueAtTheRightTime) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Completion, testing::ValuesIn(rows));
+
+// The web process must answer three questions before something that may not come is given up.
+const Row busyRows[] = {
+    {"no answer", {{Started}, {Committed}, {Finished, 1000}}, 3000},
+    {"two answers", {{Started}, {Committed}, {Finished, 1000}, {Answered, 1001}, {Answered, 1002}}, 3000},
+    {"three answers at once",
+     {{Started}, {Committed}, {Finished, 1000}, {Answered, 1001}, {Answered, 1002}, {Answered, 1003}},
+     1060},
+    {"a late answer",
+     {{Started}, {Committed}, {Finished, 1000}, {Answered, 1050}, {Answered, 1100}, {Answered, 1150}},
+     1150},
+    {"answers far too late",
+     {{Started}, {Committed}, {Finished, 1000}, {Answered, 4000}, {Answered, 4001}, {Answered, 4002}},
+     3000},
+    {"an icon's end asks anew",
+     {{Started},
+      {Committed},
+      {IconStarted},
+      {Finished, 1000},
+      {Answered, 1001},
+      {Answered, 1002},
+      {Answered, 1003},
+      {IconEnded, 1100}},
+     3000},
+    {"and is answered",
+     {{Started},
+      {Committed},
+      {IconStarted},
+      {Finished, 1000},
+      {IconEnded, 1100},
+      {Answered, 1120},
+      {Answered, 1140},
+      {Answered, 1160}},
+     1160},
+    {"a picture that has come needs no answer",
+     {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1100}, {IconArrived, 1101}},
+     1101},
+};
+
+class CompletionOnBusyMachine : public testing::TestWithParam<Row> {};
+
+TEST_P(CompletionOnBusyMachine, IsDueAtTheRightTime) {
+    LoadCompletion load;
+    for (const Step step : GetParam().steps)
+        applyOnBusyMachine(load, step);
+    EXPECT_EQ(due(load), GetParam().due);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CompletionOnBusyMachine, testing::ValuesIn(busyRows));
 
 // Whatever is told behind the finish, the wait is neither shorter than the settling time nor longer than the longest.
 TEST(LoadCompletion, StaysBetweenSettlingTimeAndLongestWait) {
