@@ -30,6 +30,34 @@ String stringByExpandingTildeInPath(StringView path) {
     return stringWithUTF8OrLatin1(home) + String(path.substr(end));
 }
 
+namespace {
+
+StringView withoutTrailingSlashes(StringView path) {
+    const std::size_t last = path.find_last_not_of(u'/');
+    return last == StringView::npos ? path.substr(0, path.empty() ? 0 : 1) : path.substr(0, last + 1);
+}
+
+} // namespace
+
+String stringByDeletingPathExtension(StringView path) {
+    path = withoutTrailingSlashes(path);
+    const std::size_t slash = path.find_last_of(u'/');
+    const std::size_t component = slash == StringView::npos ? 0 : slash + 1;
+    const std::size_t dot = path.find_last_of(u'.');
+    const bool hasExtension = dot != StringView::npos && dot > component && dot + 1 < path.size();
+    return String(hasExtension ? path.substr(0, dot) : path);
+}
+
+String stringByAppendingPathComponent(StringView path, StringView component) {
+    String result(withoutTrailingSlashes(path));
+    const std::size_t first = component.find_first_not_of(u'/');
+    if (first == StringView::npos)
+        return result;
+    if (!result.empty() && result.back() != u'/')
+        result += u'/';
+    return result.append(withoutTrailingSlashes(result.empty() ? component : component.substr(first)));
+}
+
 String stringByDeletingLastPathComponent(StringView path) {
     const std::size_t lastCharacter = path.find_last_not_of(u'/');
     if (lastCharacter == StringView::npos)

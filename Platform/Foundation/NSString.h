@@ -53,4 +53,11 @@ using DataView = std::span<const std::uint8_t>;
 // "". Trailing slashes do not count as a component.
 [[nodiscard]] String stringByDeletingLastPathComponent(StringView path);
 
+// The path without the last component's extension, its last "." and what follows: "/a/b.c" gives "/a/b". A component
+// that begins with its only "." has none. Trailing slashes go.
+[[nodiscard]] String stringByDeletingPathExtension(StringView path);
+
+// The two with exactly one slash between them, without slashes at the end; an empty path gives the component alone.
+[[nodiscard]] String stringByAppendingPathComponent(StringView path, StringView component);
+
 } // namespace platform

@@ -49,6 +49,28 @@ TEST(NSString, DeletesTheLastPathComponent) {
         EXPECT_EQ(stringByDeletingLastPathComponent(row.path), row.expected) << lossyUTF8String(row.path);
 }
 
+TEST(NSString, DeletesThePathExtension) {
+    const PathCase rows[] = {{u"/a/b.c", u"/a/b"}, {u"b.c.d", u"b.c"},  {u".profile", u".profile"}, {u"/a.b/c", u"/a.b/c"},
+                             {u"/a/.b", u"/a/.b"}, {u"a..b", u"a."},    {u"a.b/", u"a"},            {u"/", u"/"},
+                             {u"", u""},           {u"a.", u"a."},      {u"x.icns", u"x"}};
+    for (const PathCase& row : rows)
+        EXPECT_EQ(stringByDeletingPathExtension(row.path), row.expected) << lossyUTF8String(row.path);
+}
+
+struct AppendCase {
+    const char16_t* path;
+    const char16_t* component;
+    const char16_t* expected;
+};
+
+TEST(NSString, AppendsAPathComponent) {
+    const AppendCase rows[] = {{u"/a", u"b", u"/a/b"},  {u"/a/", u"b", u"/a/b"}, {u"/", u"b", u"/b"},  {u"", u"b", u"b"},
+                               {u"/a", u"/b", u"/a/b"}, {u"/a", u"b/", u"/a/b"}, {u"/a/", u"", u"/a"}, {u"", u"/b", u"/b"},
+                               {u"a", u"b/c", u"a/b/c"}};
+    for (const AppendCase& row : rows)
+        EXPECT_EQ(stringByAppendingPathComponent(row.path, row.component), row.expected) << lossyUTF8String(row.path);
+}
+
 TEST(NSString, ExpandsTheTilde) {
     const std::string before = std::getenv("HOME") ? std::getenv("HOME") : "";
     setenv("HOME", "/home/x", 1);
