@@ -11,6 +11,16 @@
 
 namespace platform {
 
+// The platform's numbers.
+enum NSBitmapImageFileType : unsigned {
+    NSTIFFFileType = 0,
+    NSBMPFileType = 1,
+    NSGIFFileType = 2,
+    NSJPEGFileType = 3,
+    NSPNGFileType = 4,
+    NSJPEG2000FileType = 5
+};
+
 class NSBitmapImageRep final : public NSImageRep {
 public:
     using Pixel = std::uint32_t;
@@ -35,6 +45,11 @@ public:
     // One uncompressed TIFF page: 8 bits a sample, RGB and associated alpha, 72 pixels an inch unless the size in
     // points says otherwise. Absent when the encoder fails.
     [[nodiscard]] std::optional<Data> TIFFRepresentation() const;
+    // A file of that type, without properties of the type's own. BMP and JPEG have no transparency: they show the
+    // picture on white. GIF has at most 255 colours, and a pixel is either shown or not. JPEG 2000 (a JP2 file) loses
+    // nothing. Absent for another number or when the encoder fails.
+    [[nodiscard]] std::optional<Data> representationUsingType_properties(NSBitmapImageFileType type,
+                                                                         std::nullopt_t properties) const;
 
     [[nodiscard]] std::shared_ptr<const NSBitmapImageRep> rendered() const override {
         return std::make_shared<NSBitmapImageRep>(*this);

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -42,6 +44,29 @@ NSRect intersection(const NSRect& a, const NSRect& b) {
     return NSMakeRect(x, y, std::min(NSMaxX(a), NSMaxX(b)) - x, std::min(NSMaxY(a), NSMaxY(b)) - y);
 }
 
+// Larger than any file of an image that would be decoded.
+constexpr std::size_t largestFile = std::size_t{256} << 20;
+
+// Empty when the file cannot be read.
+Data contentsOfFile(StringView path) {
+    const auto bytes = UTF8String(path);
+    std::ifstream file;
+    if (bytes && bytes->find('\0') == std::string::npos)
+        file.open(*bytes, std::ios::binary | std::ios::ate);
+    const auto size = file.is_open() ? static_cast<std::streamoff>(file.tellg()) : 0;
+    if (size <= 0 || static_cast<std::size_t>(size) > largestFile)
+        return {};
+    Data data(static_cast<std::size_t>(size));
+    file.seekg(0);
+    file.read(reinterpret_cast<char*>(data.data()), size);
+    return file ? data : Data();
+}
+
+IconTheme& iconTheme() {
+    static IconTheme theme = IconTheme::ofDesktop();
+    return theme;
+}
+
 } // namespace
 
 NSImage NSImage::initWithSize(NSSize size) {
@@ -51,20 +76,69 @@ NSImage NSImage::initWithSize(NSSize size) {
 }
 
 std::optional<NSImage> NSImage::initWithData(DataView data) {
-    auto decoded = decodeImage(data);
-    if (decoded.empty())
-        return std::nullopt;
-    NSImage image = initWithSize(decoded.front().size());
-    for (auto& representation : decoded)
-        image.addRepresentation(std::make_shared<const NSBitmapImageRep>(std::move(representation)));
+    NSImage image;
+    image.adopt(decodeImage(data));
+    return image.isValid() ? std::optional(std::move(image)) : std::nullopt;
+}
+
+NSImage NSImage::initByReferencingFile(StringView path) {
+    NSImage image;
+    image.file_ = path;
     return image;
 }
 
+std::optional<NSImage> NSImage::imageNamed(StringView name) {
+    NSImage image;
+    std::vector<NSBitmapImageRep> found;
+    for (const String& path : pathsOfIcon(iconTheme(), name))
+        for (auto& representation : decodeImage(contentsOfFile(path)))
+            found.push_back(std::move(representation));
+    image.adopt(std::move(found));
+    return image.isValid() ? std::optional(std::move(image)) : std::nullopt;
+}
+
+void NSImage::setIconTheme(IconTheme theme) {
+    iconTheme() = std::move(theme);
+}
+
+void NSImage::load() const {
+    if (const auto path = std::exchange(file_, std::nullopt))
+        adopt(decodeImage(contentsOfFile(*path)));
+}
+
+// The size becomes that of the form with the most pixels.
+void NSImage::adopt(std::vector<NSBitmapImageRep> found) const {
+    std::stable_sort(found.begin(), found.end(), [](const NSBitmapImageRep& a, const NSBitmapImageRep& b) {
+        return a.pixels().size() > b.pixels().size();
+    });
+    if (!found.empty())
+        size_ = found.front().size();
+    for (auto& representation : found)
+        representations_.push_back(std::make_shared<const NSBitmapImageRep>(std::move(representation)));
+}
+
+NSSize NSImage::size() const {
+    load();
+    return size_;
+}
+
+void NSImage::setSize(NSSize size) {
+    load();
+    size_ = size;
+}
+
+const std::vector<std::shared_ptr<const NSImageRep>>& NSImage::representations() const {
+    load();
+    return representations_;
+}
+
 void NSImage::addRepresentation(std::shared_ptr<const NSImageRep> representation) {
+    load();
     representations_.push_back(std::move(representation));
 }
 
 void NSImage::lockFocus() {
+    load();
     if (!(size_.width > 0 && size_.width <= maximumFocusSide && size_.height > 0 && size_.height <= maximumFocusSide))
         throw NSException(u"NSImageCacheException", u"an image of that size cannot have the drawing focus");
     auto context = NSGraphicsContext::graphicsContextWithPixelSize(static_cast<int>(std::ceil(size_.width)),
@@ -89,6 +163,7 @@ void NSImage::drawInRect_fromRect_operation_fraction(NSRect destination, NSRect 
     const auto context = NSGraphicsContext::currentContext();
     if (!context)
         throw NSException(u"NSInternalInconsistencyException", u"nothing has the drawing focus to draw into");
+    load();
     const NSRect whole{{}, size_};
     const NSRect asked = source == NSZeroRect ? whole : source;
     const NSRect visible = intersection(asked, whole);

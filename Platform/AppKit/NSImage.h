@@ -4,6 +4,7 @@
 // gives it one new representation when the focus is unlocked. Main thread, as all drawing.
 #pragma once
 
+#include "IconTheme.h"
 #include "NSBitmapImageRep.h"
 #include "NSGraphicsContext.h"
 
@@ -16,15 +17,21 @@ public:
     // The image that a file's bytes hold, with all its representations, the largest first, and the size in points that
     // the data declare for that one. Absent when not one of them is usable.
     [[nodiscard]] static std::optional<NSImage> initWithData(DataView data);
+    // The image in a file, which is read when the image is first asked for anything. A file that is missing or no image
+    // still gives an image, one that is not valid and draws nothing.
+    [[nodiscard]] static NSImage initByReferencingFile(StringView path);
+    // The icon of that name in the desktop's icon theme, with a representation for each size. Absent when there is
+    // none.
+    [[nodiscard]] static std::optional<NSImage> imageNamed(StringView name);
+    // Takes the place of the desktop's own choice of a theme, in this process, from the next imageNamed on.
+    static void setIconTheme(IconTheme theme);
 
-    [[nodiscard]] NSSize size() const { return size_; }
+    [[nodiscard]] NSSize size() const;
     // The representations keep their own sizes: they are stretched to the image's when it is drawn.
-    void setSize(NSSize size) { size_ = size; }
+    void setSize(NSSize size);
 
     [[nodiscard]] bool isValid() const { return !representations().empty(); }
-    [[nodiscard]] const std::vector<std::shared_ptr<const NSImageRep>>& representations() const {
-        return representations_;
-    }
+    [[nodiscard]] const std::vector<std::shared_ptr<const NSImageRep>>& representations() const;
     void addRepresentation(std::shared_ptr<const NSImageRep> representation);
 
     // Gives this image the drawing focus: a context of its size, one pixel a point (rounded up), that holds what the
@@ -44,8 +51,13 @@ public:
     [[nodiscard]] std::optional<Data> TIFFRepresentation() const;
 
 private:
-    NSSize size_;
-    std::vector<std::shared_ptr<const NSImageRep>> representations_;
+    // Reads the file that the image refers to, once.
+    void load() const;
+    void adopt(std::vector<NSBitmapImageRep> found) const;
+
+    mutable NSSize size_;
+    mutable std::vector<std::shared_ptr<const NSImageRep>> representations_;
+    mutable std::optional<String> file_; // not read yet
     std::shared_ptr<NSGraphicsContext> focus_;
 };
 

@@ -1,6 +1,5 @@
 #include "RecordFiles.h"
 
-#include "AppKit/PNGEncoding.h"
 #include "TerminalText.h"
 
 #include <algorithm>
@@ -67,7 +66,9 @@ std::optional<Data> fileBytes(const ImageReport& image, ImageFormat format) {
         return std::nullopt;
     if (format == ImageFormat::TIFF)
         return Data(image.bytes.begin(), image.bytes.end());
-    return image.isDamaged() ? std::nullopt : platform::encodePNG(image.pages.front());
+    if (image.isDamaged())
+        return std::nullopt;
+    return image.pages.front().representationUsingType_properties(platform::NSPNGFileType, std::nullopt);
 }
 
 } // namespace
