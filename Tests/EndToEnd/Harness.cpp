@@ -123,12 +123,20 @@ void Capture::start(const std::vector<std::string>& arguments, const CaptureOpti
     process_ = std::make_unique<Process>(program("TessaroThumbs"), arguments, process);
 }
 
-std::vector<pid_t> Capture::processes(const std::string& name) const {
-    std::vector<pid_t> found;
-    for (const auto& [pid, command] : testing_support::processesWithEnvironment("TESSARO_TEST_RUN=" + mark_))
-        if (name.empty() || command == name.substr(0, 15))
-            found.push_back(pid);
+Processes Capture::processes() const {
+    Processes found = testing_support::processesWithEnvironment("TESSARO_TEST_RUN=" + mark_);
+    // Not every process keeps its environment.
+    found.merge(testing_support::descendantsOf(process_->pid()));
+    found.merge(testing_support::strayProcesses());
     return found;
+}
+
+std::vector<pid_t> Capture::processes(const std::string& name) const {
+    std::vector<pid_t> pids;
+    for (const auto& [pid, command] : processes())
+        if (command == name.substr(0, 15))
+            pids.push_back(pid);
+    return pids;
 }
 
 Capture& Capture::finish() {
@@ -175,7 +183,7 @@ std::string Capture::complaints() const {
         text += "status " + std::to_string(result_.status) + ", signal " + std::to_string(result_.signal) + "\n";
     if (!result_.output.empty() && !hasRecord())
         text += "output that is no record: " + result_.output.substr(0, 200) + "\n";
-    for (const auto& [pid, command] : testing_support::processesWithEnvironment("TESSARO_TEST_RUN=" + mark_))
+    for (const auto& [pid, command] : processes())
         text += "left running: " + command + " (" + std::to_string(pid) + ")\n";
     for (const std::string& name : filesLeft())
         text += "left behind: " + name + "\n";

@@ -11,6 +11,7 @@
 namespace end_to_end {
 
 using testing_support::Process;
+using testing_support::Processes;
 using testing_support::ProcessOptions;
 using testing_support::ProcessResult;
 using testing_support::TemporaryFolder;
@@ -65,8 +66,9 @@ public:
 
     Process& process() { return *process_; }
     const std::filesystem::path& home() const { return home_.path(); }
-    // The helper's processes of this name (its first 15 characters); all of them for an empty one.
-    [[nodiscard]] std::vector<pid_t> processes(const std::string& name = "") const;
+    // The run's living processes, the helper's own included.
+    [[nodiscard]] Processes processes() const;
+    [[nodiscard]] std::vector<pid_t> processes(const std::string& name) const;
 
     // Waits for the end. Everything below is for afterwards.
     Capture& finish();

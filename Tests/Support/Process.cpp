@@ -8,8 +8,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <set>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -45,6 +47,38 @@ struct Pipe {
     }
 };
 
+// The processes that a Process object stands for.
+std::set<pid_t>& ownProcesses() {
+    static std::set<pid_t> processes;
+    return processes;
+}
+
+struct ProcessEntry {
+    pid_t pid;
+    pid_t parent;
+    char state;
+    std::string command;
+};
+
+std::vector<ProcessEntry> processTable() {
+    std::vector<ProcessEntry> table;
+    std::error_code ignored;
+    for (const auto& folder : std::filesystem::directory_iterator("/proc", ignored)) {
+        const std::string name = folder.path().filename();
+        if (name.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        // "pid (command) state parent ...", where the command may hold anything.
+        const std::string line = contentsOf(folder.path() / "stat");
+        const std::size_t begin = line.find('(');
+        const std::size_t end = line.rfind(')');
+        if (end == std::string::npos || end + 4 > line.size())
+            continue; // it has ended meanwhile
+        table.push_back({static_cast<pid_t>(std::stol(name)), static_cast<pid_t>(std::stol(line.substr(end + 4))),
+                         line[end + 2], line.substr(begin + 1, end - begin - 1)});
+    }
+    return table;
+}
+
 void closeDescriptor(int& descriptor) {
     if (descriptor >= 0)
         close(descriptor);
@@ -57,6 +91,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
                  const ProcessOptions& options)
     : pending_(options.input) {
     signal(SIGPIPE, SIG_IGN);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     std::vector<std::string> words = options.wrapper;
     words.push_back(program.string());
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -93,6 +128,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
         pid_ = -1;
         throw std::runtime_error(words[0] + ": " + std::strerror(problem));
     }
+    ownProcesses().insert(pid_);
     if (options.closeOutput)
         closeDescriptor(output_);
     fcntl(input_, F_SETFL, O_NONBLOCK);
@@ -144,6 +180,7 @@ bool Process::reap(bool block) {
     if (pid_ <= 0 || waitpid(pid_, &status, block ? 0 : WNOHANG) != pid_)
         return pid_ <= 0;
     result_.ended = Clock::now();
+    ownProcesses().erase(pid_);
     if (WIFEXITED(status))
         result_.status = WEXITSTATUS(status);
     else if (WIFSIGNALED(status))
@@ -181,18 +218,42 @@ ProcessResult Process::finish(std::chrono::milliseconds limit) {
     return result_;
 }
 
-std::map<pid_t, std::string> processesWithEnvironment(const std::string& assignment) {
-    std::map<pid_t, std::string> found;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
-        const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") != std::string::npos)
+Processes processesWithEnvironment(const std::string& assignment) {
+    Processes found;
+    for (const ProcessEntry& entry : processTable()) {
+        const auto file = std::filesystem::path("/proc") / std::to_string(entry.pid) / "environ";
+        const std::string environment = '\0' + contentsOf(file);
+        if (environment.find('\0' + assignment + '\0') != std::string::npos)
+            found[entry.pid] = entry.command;
+    }
+    return found;
+}
+
+Processes descendantsOf(pid_t ancestor) {
+    Processes found;
+    const std::vector<ProcessEntry> table = processTable();
+    std::vector<pid_t> parents = {ancestor};
+    while (!parents.empty()) {
+        const pid_t parent = parents.back();
+        parents.pop_back();
+        for (const ProcessEntry& entry : table)
+            if (entry.parent == parent && entry.state != 'Z') {
+                found[entry.pid] = entry.command;
+                parents.push_back(entry.pid);
+            }
+    }
+    return found;
+}
+
+Processes strayProcesses() {
+    Processes found;
+    for (const ProcessEntry& entry : processTable()) {
+        if (entry.parent != getpid() || ownProcesses().contains(entry.pid))
             continue;
-        const std::string environment = '\0' + contentsOf(entry.path() / "environ");
-        if (environment.find('\0' + assignment + '\0') == std::string::npos)
-            continue;
-        std::string command = contentsOf(entry.path() / "comm");
-        found[static_cast<pid_t>(std::stol(name))] = command.substr(0, command.find('\n'));
+        if (entry.state == 'Z')
+            waitpid(entry.pid, nullptr, 0);
+        else
+            found[entry.pid] = entry.command;
     }
     return found;
 }

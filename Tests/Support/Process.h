@@ -78,7 +78,14 @@ template <class Condition>
     return true;
 }
 
-// The processes, living or zombies, whose environment holds "NAME=value": pid and command name.
-[[nodiscard]] std::map<pid_t, std::string> processesWithEnvironment(const std::string& assignment);
+using Processes = std::map<pid_t, std::string>; // to the command's name, of which the system keeps 15 characters
+
+// The living processes whose environment holds "NAME=value".
+[[nodiscard]] Processes processesWithEnvironment(const std::string& assignment);
+// The living processes that descend from one.
+[[nodiscard]] Processes descendantsOf(pid_t ancestor);
+// What programs run by this one have left running: this process adopts whatever loses its parent. Nothing that a living
+// Process object stands for.
+[[nodiscard]] Processes strayProcesses();
 
 } // namespace testing_support
