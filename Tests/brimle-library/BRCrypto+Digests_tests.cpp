@@ -11,15 +11,15 @@ using testing_support::readVectors;
 using testing_support::unhex;
 using testing_support::VectorRow;
 
-String asText(const std::string &ascii) {
+String asText(const std::string& ascii) {
     return {ascii.begin(), ascii.end()};
 }
-String asText(const Data &ascii) {
+String asText(const Data& ascii) {
     return {ascii.begin(), ascii.end()};
 }
 
 struct DigestOperations {
-    const char *name;
+    const char* name;
     Data (*ofData)(DataView);
     Data (*ofText)(StringView);
     String (*hexOfData)(DataView);
@@ -37,9 +37,9 @@ const DigestOperations operations[] = {
 
 TEST(BRCryptoDigests, MatchThePublishedVectors) {
     int checked = 0;
-    for (const VectorRow &row : readVectors("crypto/digests.txt")) {
+    for (const VectorRow& row : readVectors("crypto/digests.txt")) {
         const Data data = row.bytes("Data");
-        for (const DigestOperations &digest : operations) {
+        for (const DigestOperations& digest : operations) {
             if (!row.has(digest.name))
                 continue;
             ++checked;
@@ -74,13 +74,13 @@ TEST(BRCryptoDigests, StringsEndAtTheirFirstZeroExceptForSHA512) {
 TEST(BRCryptoDigests, BuffersAreNeverCut) {
     const Data all{0x61, 0x00, 0x62};
     const Data one{0x61};
-    for (const DigestOperations &digest : operations)
+    for (const DigestOperations& digest : operations)
         EXPECT_NE(digest.ofData(all), digest.ofData(one)) << digest.name;
 }
 
 TEST(BRCryptoDigests, StringsAreHashedAsUTF8WithoutNormalisation) {
     struct Case {
-        const char16_t *text;
+        const char16_t* text;
         Data utf8;
     };
     const Case rows[] = {
@@ -90,13 +90,13 @@ TEST(BRCryptoDigests, StringsAreHashedAsUTF8WithoutNormalisation) {
         {u"\U0001F511", {0xF0, 0x9F, 0x94, 0x91}},
         {u"", {}},
     };
-    for (const Case &row : rows)
-        for (const DigestOperations &digest : operations)
+    for (const Case& row : rows)
+        for (const DigestOperations& digest : operations)
             EXPECT_EQ(digest.ofText(row.text), digest.ofData(row.utf8))
                 << digest.name << " of " << platform::lossyUTF8String(row.text);
     const String loneSurrogate{u'a', 0xD83D};
     const Data replaced{0x61, 0xEF, 0xBF, 0xBD};
-    for (const DigestOperations &digest : operations)
+    for (const DigestOperations& digest : operations)
         EXPECT_EQ(digest.ofText(loneSurrogate), digest.ofData(replaced)) << digest.name;
 }
 

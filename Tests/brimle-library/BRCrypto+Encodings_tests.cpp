@@ -13,7 +13,7 @@ using testing_support::readVectors;
 using testing_support::unhex;
 using testing_support::VectorRow;
 
-String asText(const std::string &ascii) {
+String asText(const std::string& ascii) {
     return {ascii.begin(), ascii.end()};
 }
 Data bytesOf(std::string_view ascii) {
@@ -21,15 +21,15 @@ Data bytesOf(std::string_view ascii) {
 }
 
 TEST(BRCryptoBase64, MatchesThePublishedVectors) {
-    for (const VectorRow &row : readVectors("crypto/base64.txt")) {
+    for (const VectorRow& row : readVectors("crypto/base64.txt")) {
         EXPECT_EQ(br_base64encode(row.bytes("Data")), asText(row.text("Text"))) << row;
         EXPECT_EQ(br_base64decode(asText(row.text("Text"))), row.bytes("Data")) << row;
     }
 }
 
 struct DecodeCase {
-    const char16_t *text;
-    const char *decoded;
+    const char16_t* text;
+    const char* decoded;
 };
 
 TEST(BRCryptoBase64, DecodesUpToTheFirstForeignCharacter) {
@@ -77,7 +77,7 @@ TEST(BRCryptoBase64, DecodesUpToTheFirstForeignCharacter) {
         {u"QUJ\u4144", "AB"},
         {u"\uFF21QUJD", ""},
     };
-    for (const DecodeCase &row : rows)
+    for (const DecodeCase& row : rows)
         EXPECT_EQ(br_base64decode(row.text), bytesOf(row.decoded)) << platform::lossyUTF8String(row.text);
     EXPECT_EQ(br_base64decode(StringView(u"QUJD\0REVG", 9)), bytesOf("ABC"));
     EXPECT_EQ(br_base64decode(String{u'Q', u'U', u'J', u'D', 0xD851, u'U'}), bytesOf("ABC"));
@@ -103,7 +103,7 @@ TEST(BRCryptoBase64, RoundTripsEveryLengthOnOneLine) {
     std::mt19937 random(1);
     for (std::size_t length = 0; length <= 600; ++length) {
         Data data(length);
-        for (std::uint8_t &byte : data)
+        for (std::uint8_t& byte : data)
             byte = static_cast<std::uint8_t>(random());
         const String text = br_base64encode(data);
         ASSERT_EQ(text.size(), (length + 2) / 3 * 4);
@@ -118,7 +118,7 @@ TEST(BRCryptoBase64, SurvivesRandomPiecesAndCuts) {
     std::mt19937 random(2);
     for (int round = 0; round < 300; ++round) {
         Data data(random() % 300);
-        for (std::uint8_t &byte : data)
+        for (std::uint8_t& byte : data)
             byte = static_cast<std::uint8_t>(random());
         const String text = br_base64encode(data);
         String broken;
@@ -136,10 +136,10 @@ TEST(BRCryptoBase64, SurvivesRandomPiecesAndCuts) {
 }
 
 struct HexCase {
-    const char *bytes;
-    const char16_t *hex;
-    const char16_t *HEX;
-    const char16_t *HeX;
+    const char* bytes;
+    const char16_t* hex;
+    const char16_t* HEX;
+    const char16_t* HeX;
 };
 
 TEST(BRCryptoHexadecimal, ThreeForms) {
@@ -152,7 +152,7 @@ TEST(BRCryptoHexadecimal, ThreeForms) {
         {"a0", u"a0", u"A0", u"A0"},
         {"0a", u"0a", u"0A", u"0A"},
     };
-    for (const HexCase &row : rows) {
+    for (const HexCase& row : rows) {
         const Data data = unhex(row.bytes);
         EXPECT_EQ(br_hex(data), row.hex) << row.bytes;
         EXPECT_EQ(br_HEX(data), row.HEX) << row.bytes;
@@ -170,8 +170,8 @@ TEST(BRCryptoHexadecimal, AgreesWithTheFormatForEveryByte) {
 }
 
 struct FormatCase {
-    const char16_t *format;
-    const char16_t *expected;
+    const char16_t* format;
+    const char16_t* expected;
 };
 
 TEST(BRCryptoHexadecimal, AppliesAnyFormatToUnsignedValues) {
@@ -188,7 +188,7 @@ TEST(BRCryptoHexadecimal, AppliesAnyFormatToUnsignedValues) {
         {u"", u""},
         {u"%o ", u"0 101 200 377 "},
     };
-    for (const FormatCase &row : rows)
+    for (const FormatCase& row : rows)
         EXPECT_EQ(_br_stringWithFormat(data, row.format), row.expected) << platform::lossyUTF8String(row.format);
     EXPECT_EQ(_br_stringWithFormat(Data{}, u"%02x"), u"");
 }
@@ -198,10 +198,10 @@ TEST(BRCryptoHexadecimal, LengthsAreSigned32) {
     const std::uint8_t bytes[] = {0xAB, 0xCD};
     struct Case {
         std::size_t length;
-        const char16_t *expected;
+        const char16_t* expected;
     };
     const Case rows[] = {{0x80000000u, u""}, {0xFFFFFFFFu, u""}, {0x100000000u, u""}, {0x100000002u, u"abcd"}};
-    for (const Case &row : rows) {
+    for (const Case& row : rows) {
         EXPECT_EQ(br_hex(DataView(bytes, row.length)), row.expected) << row.length;
         EXPECT_EQ(br_HeX(DataView(bytes, row.length)).size(), StringView(row.expected).size()) << row.length;
         EXPECT_EQ(_br_stringWithFormat(DataView(bytes, row.length), u"%02x"), row.expected) << row.length;
