@@ -41,6 +41,7 @@ function(tessaro_library name)
                              PRIVATE ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
   tessaro_pkg_config(${name} ${arg_PKG_CONFIG})
+  set_property(TARGET ${name} PROPERTY TESSARO_PKG_CONFIG ${arg_PKG_CONFIG})
   tessaro_compile_options(${name})
 endfunction()
 

@@ -49,7 +49,7 @@ std::string enginePath() {
     const std::string program(self.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
     const std::string folder = program.substr(0, program.find_last_of('/') + 1);
     const std::string beside = folder + "TessaroThumbsEngine";
-    return access(beside.c_str(), X_OK) == 0 ? beside : TESSARO_ENGINE_PATH;
+    return access(beside.c_str(), X_OK) == 0 ? beside : folder + TESSARO_ENGINE_FROM_STARTER;
 }
 
 pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* display, const std::string& runtimeFolder) {
