@@ -4,6 +4,7 @@
 #include "Foundation/NSFormat.h"
 #include "Foundation/NSTask.h"
 #include "brimle/NSMutableDictionary+Brimle.h"
+#include "brimle/NSString+BrimleData.h"
 
 #include <new>
 
@@ -15,12 +16,12 @@ using platform::NSTask;
 using platform::stringWithFormat;
 
 // Absent when memory does not suffice.
-std::optional<String> decoded(const CollectedBytes &bytes) {
+std::optional<String> decoded(const CollectedBytes& bytes) {
     if (!bytes.complete())
         return std::nullopt;
     try {
-        return platform::stringWithUTF8OrLatin1(platform::bytesAsCharacters(bytes.view()));
-    } catch (const std::bad_alloc &) {
+        return br_utf8stringWithData(bytes.view());
+    } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
 }
@@ -30,7 +31,7 @@ struct Outcome {
     std::optional<String> err;
 };
 
-Outcome outcomeOf(NSTask &task, std::optional<DataView> input) {
+Outcome outcomeOf(NSTask& task, std::optional<DataView> input) {
     CollectedBytes out;
     CollectedBytes err;
     if (input)
@@ -70,7 +71,7 @@ NSMutableDictionary runScript(StringView script, std::optional<StringView> argum
     return runScriptWaitForExit(script, arguments, input, false);
 }
 
-NSMutableDictionary runTask(StringView path, const std::vector<String> &arguments, std::optional<DataView> input) {
+NSMutableDictionary runTask(StringView path, const std::vector<String>& arguments, std::optional<DataView> input) {
     NSTask task(path, arguments);
     Outcome outcome = outcomeOf(task, input);
     task.waitUntilExit();

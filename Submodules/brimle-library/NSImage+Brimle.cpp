@@ -1,5 +1,7 @@
 #include "brimle/NSImage+Brimle.h"
 
+#include "Foundation/CoreTypesBundle.h"
+
 namespace brimle {
 
 using platform::NSEqualSizes;
@@ -93,21 +95,12 @@ std::optional<NSImage> br_imageByScalingProportionallyToSize(NSImage& image, NSS
     return result;
 }
 
-namespace {
-
-String& coreTypesRoot() {
-    static String root;
-    return root;
-}
-
-} // namespace
-
 void setCoreTypesRoot(StringView root) {
-    coreTypesRoot() = root;
+    platform::setCoreTypesRoot(root);
 }
 
 String coreTypesResourcesFolder() {
-    return coreTypesRoot() + u"/System/Library/CoreServices/CoreTypes.bundle/Contents/Resources";
+    return platform::coreTypesContentsFolder() + u"/Resources";
 }
 
 NSImage coreTypesImage(StringView name) {
