@@ -13,7 +13,7 @@ CFUUID CFUUIDCreate() {
     return made;
 }
 
-String CFUUIDCreateString(const CFUUID &uuid) {
+String CFUUIDCreateString(const CFUUID& uuid) {
     std::array<char, UUID_STR_LEN> text{};
     uuid_unparse_upper(uuid.bytes.data(), text.data()); // the plain uuid_unparse gives lower case
     return {text.begin(), text.end() - 1};

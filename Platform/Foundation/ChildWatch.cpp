@@ -32,7 +32,7 @@ bool endsInAMoment(pid_t pid) {
     return result == 1;
 }
 
-void *waitForChild(void *argument) {
+void* waitForChild(void* argument) {
     const auto pid = static_cast<pid_t>(reinterpret_cast<std::intptr_t>(argument));
     while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
     }
@@ -54,7 +54,7 @@ void collectInBackground(pid_t pid) {
     pthread_attr_setstacksize(&attributes, stackBytes);
     pthread_t thread{};
     // When there is no thread to be had, the child stays uncollected until the process ends.
-    pthread_create(&thread, &attributes, waitForChild, reinterpret_cast<void *>(static_cast<std::intptr_t>(pid)));
+    pthread_create(&thread, &attributes, waitForChild, reinterpret_cast<void*>(static_cast<std::intptr_t>(pid)));
     pthread_attr_destroy(&attributes);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }

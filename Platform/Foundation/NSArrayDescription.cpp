@@ -25,8 +25,8 @@ String quoted(StringView text) {
     };
     String out = u"\"";
     for (const char16_t unit : text) {
-        const auto *escape =
-            std::find_if(std::begin(escapes), std::end(escapes), [&](const Escape &e) { return e.unit == unit; });
+        const auto* escape =
+            std::find_if(std::begin(escapes), std::end(escapes), [&](const Escape& e) { return e.unit == unit; });
         if (escape != std::end(escapes))
             out += escape->text;
         else if (unit >= 0x80)

@@ -16,19 +16,19 @@ public:
 
     NSDictionary() = default;
     NSDictionary(std::initializer_list<std::pair<String, Object>> entries) {
-        for (const auto &[key, object] : entries)
+        for (const auto& [key, object] : entries)
             store(object, key);
     }
 
     [[nodiscard]] std::size_t count() const { return entries_.size(); }
     [[nodiscard]] std::vector<String> allKeys() const;
     // Null when there is none. It lives until the dictionary is changed.
-    [[nodiscard]] const Object *objectForKey(StringView key) const;
+    [[nodiscard]] const Object* objectForKey(StringView key) const;
     // The value of that key when it is a text (a number).
     [[nodiscard]] std::optional<String> stringForKey(StringView key) const;
     [[nodiscard]] std::optional<NSNumber> numberForKey(StringView key) const;
 
-    friend bool operator==(const NSDictionary &, const NSDictionary &) = default;
+    friend bool operator==(const NSDictionary&, const NSDictionary&) = default;
 
 protected:
     void store(Object object, StringView key);

@@ -37,8 +37,8 @@ public:
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
-    BrokenPipeGuard(const BrokenPipeGuard &) = delete;
-    BrokenPipeGuard &operator=(const BrokenPipeGuard &) = delete;
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
 
 private:
     sigset_t pipe_{};
@@ -55,14 +55,14 @@ int aboveStandardStreams(int descriptor) {
     return moved;
 }
 
-void closeDescriptor(int &descriptor) {
+void closeDescriptor(int& descriptor) {
     if (descriptor != -1)
         close(descriptor);
     descriptor = -1;
 }
 
 // Writes what the pipe takes; false when there is nothing left to write or nobody left to read it.
-bool writeTo(int descriptor, DataView &input) {
+bool writeTo(int descriptor, DataView& input) {
     const ssize_t written = write(descriptor, input.data(), input.size());
     if (written > 0)
         input = input.subspan(static_cast<std::size_t>(written));
@@ -73,7 +73,7 @@ bool writeTo(int descriptor, DataView &input) {
 
 } // namespace
 
-void CollectedBytes::Deleter::operator()(std::uint8_t *bytes) const {
+void CollectedBytes::Deleter::operator()(std::uint8_t* bytes) const {
     std::free(bytes); // NOLINT(cppcoreguidelines-no-malloc): realloc has no counterpart among containers
 }
 
@@ -82,7 +82,7 @@ bool CollectedBytes::makeRoom() {
     if (capacity_ - size_ >= smallest)
         return true;
     const std::size_t wanted = std::max(capacity_ * 2, 2 * smallest);
-    auto *moved = static_cast<std::uint8_t *>(std::realloc(bytes_.get(), wanted));
+    auto* moved = static_cast<std::uint8_t*>(std::realloc(bytes_.get(), wanted));
     if (!moved)
         return false;
     static_cast<void>(bytes_.release());
@@ -101,9 +101,9 @@ bool CollectedBytes::readFrom(int descriptor) {
     return count > 0 || (count == -1 && (errno == EAGAIN || errno == EINTR));
 }
 
-NSTask::NSTask(StringView launchPath, const std::vector<String> &arguments) {
+NSTask::NSTask(StringView launchPath, const std::vector<String>& arguments) {
     words_.push_back(lossyUTF8String(launchPath));
-    for (const String &argument : arguments)
+    for (const String& argument : arguments)
         words_.push_back(lossyUTF8String(argument));
 }
 
@@ -119,7 +119,7 @@ bool NSTask::makePipe(std::size_t stream) {
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0)
         return false;
-    for (int &end : ends)
+    for (int& end : ends)
         end = aboveStandardStreams(end);
     const std::size_t ours = stream == 0 ? 1 : 0; // the writing end of an input
     pipes_[stream] = {ends[ours], ends[1 - ours]};
@@ -136,14 +136,14 @@ void NSTask::closeOurs(std::size_t stream) {
 }
 
 void NSTask::closeChilds() {
-    for (Pipe &pipe : pipes_)
+    for (Pipe& pipe : pipes_)
         closeDescriptor(pipe.childs);
 }
 
 // Returns 0 or an errno value.
 int NSTask::spawn() {
-    std::vector<char *> argv;
-    for (std::string &word : words_)
+    std::vector<char*> argv;
+    for (std::string& word : words_)
         argv.push_back(word.data());
     argv.push_back(nullptr);
 
@@ -180,7 +180,7 @@ bool NSTask::launch(NSErrorPointer error) {
     return failure == 0;
 }
 
-void NSTask::exchange(DataView input, CollectedBytes &output, CollectedBytes &error) {
+void NSTask::exchange(DataView input, CollectedBytes& output, CollectedBytes& error) {
     const BrokenPipeGuard guard;
     if (input.empty())
         closeOurs(0);
@@ -189,7 +189,7 @@ void NSTask::exchange(DataView input, CollectedBytes &output, CollectedBytes &er
             return writeTo(pipes_[stream].ours, input);
         return (stream == 1 ? output : error).readFrom(pipes_[stream].ours);
     };
-    while (std::any_of(std::begin(pipes_), std::end(pipes_), [](const Pipe &pipe) { return pipe.ours != -1; })) {
+    while (std::any_of(std::begin(pipes_), std::end(pipes_), [](const Pipe& pipe) { return pipe.ours != -1; })) {
         pollfd waiting[standardStreams];
         for (std::size_t stream = 0; stream < standardStreams; ++stream) // a negative descriptor is passed over
             waiting[stream] = {pipes_[stream].ours, static_cast<short>(stream == 0 ? POLLOUT : POLLIN), 0};

@@ -23,7 +23,7 @@ public:
 
 private:
     struct Deleter {
-        void operator()(std::uint8_t *bytes) const;
+        void operator()(std::uint8_t* bytes) const;
     };
     [[nodiscard]] bool makeRoom();
 
@@ -37,11 +37,11 @@ class NSTask {
 public:
     // The program by its path (PATH is not searched); texts go to it as UTF-8, a lone surrogate as U+FFFD, and end at
     // a U+0000.
-    NSTask(StringView launchPath, const std::vector<String> &arguments);
+    NSTask(StringView launchPath, const std::vector<String>& arguments);
     // A child that nobody waited for goes on and is still collected when it ends.
     ~NSTask();
-    NSTask(const NSTask &) = delete;
-    NSTask &operator=(const NSTask &) = delete;
+    NSTask(const NSTask&) = delete;
+    NSTask& operator=(const NSTask&) = delete;
 
     // Gives the child a pipe in place of an inherited stream; false when none can be made. Before launch.
     bool setStandardInputPipe() { return makePipe(0); }
@@ -55,7 +55,7 @@ public:
     // go on at the same time, so no child can bring this to a halt by leaving one of them alone; a child that ends
     // without reading its input is no error, and SIGPIPE does not reach the process. Streams without a pipe are passed
     // over.
-    void exchange(DataView input, CollectedBytes &output, CollectedBytes &error);
+    void exchange(DataView input, CollectedBytes& output, CollectedBytes& error);
 
     // Until the child has ended. Then terminationStatus is its exit status, or the number of the signal that ended it,
     // or -1 when the process ignores SIGCHLD and so cannot know.

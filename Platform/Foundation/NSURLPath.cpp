@@ -2,7 +2,7 @@
 
 namespace platform {
 
-NSURL URLByDeletingLastPathComponent(const NSURL &url) {
+NSURL URLByDeletingLastPathComponent(const NSURL& url) {
     StringView text = url.absoluteString();
     text = text.substr(0, text.find_first_of(u"?#"));
     std::size_t begin = url.scheme() ? text.find(u':') + 1 : 0;

@@ -15,19 +15,19 @@ namespace platform {
 namespace {
 
 struct CloseDirectory {
-    void operator()(DIR *directory) const { closedir(directory); }
+    void operator()(DIR* directory) const { closedir(directory); }
 };
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 // Calls visit(directory descriptor, name, process id) for every process until it returns false.
 template <class Visit>
-bool forEachProcess(const std::string &proc, const Visit &visit) {
+bool forEachProcess(const std::string& proc, const Visit& visit) {
     const Directory directory(opendir(proc.c_str()));
     if (!directory)
         return false;
-    while (const dirent *entry = readdir(directory.get())) {
+    while (const dirent* entry = readdir(directory.get())) {
         pid_t pid = 0;
-        const char *end = entry->d_name + std::strlen(entry->d_name);
+        const char* end = entry->d_name + std::strlen(entry->d_name);
         const auto parsed = std::from_chars(entry->d_name, end, pid);
         if (parsed.ec == std::errc() && parsed.ptr == end && !visit(dirfd(directory.get()), entry->d_name, pid))
             break;
@@ -36,7 +36,7 @@ bool forEachProcess(const std::string &proc, const Visit &visit) {
 }
 
 // The first bytes of a process's file; empty when it has ended.
-std::string_view readFile(int directory, const char *process, const char *name, std::span<char> room) {
+std::string_view readFile(int directory, const char* process, const char* name, std::span<char> room) {
     std::array<char, 64> path{};
     std::snprintf(path.data(), path.size(), "%s/%s", process, name);
     const int file = openat(directory, path.data(), O_RDONLY | O_CLOEXEC);
@@ -47,7 +47,7 @@ std::string_view readFile(int directory, const char *process, const char *name, 
     return {room.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
 }
 
-std::optional<uid_t> effectiveUser(int directory, const char *process) {
+std::optional<uid_t> effectiveUser(int directory, const char* process) {
     struct stat status {};
     if (fstatat(directory, process, &status, 0) != 0)
         return std::nullopt;
@@ -67,20 +67,20 @@ std::optional<uid_t> effectiveUser(int directory, const char *process) {
 
 } // namespace
 
-std::optional<std::size_t> countProcesses(const std::string &proc) {
+std::optional<std::size_t> countProcesses(const std::string& proc) {
     std::size_t count = 0;
-    const bool read = forEachProcess(proc, [&](int, const char *, pid_t) {
+    const bool read = forEachProcess(proc, [&](int, const char*, pid_t) {
         ++count;
         return true;
     });
     return read ? std::optional<std::size_t>(count) : std::nullopt;
 }
 
-std::optional<std::size_t> readProcesses(const std::string &proc, std::optional<uid_t> user,
+std::optional<std::size_t> readProcesses(const std::string& proc, std::optional<uid_t> user,
                                          std::span<kinfo_proc> records) {
     std::size_t count = 0;
     bool fits = true;
-    const bool read = forEachProcess(proc, [&](int directory, const char *name, pid_t pid) {
+    const bool read = forEachProcess(proc, [&](int directory, const char* name, pid_t pid) {
         std::array<char, MAXCOMLEN + 1> room{};
         std::string_view command = readFile(directory, name, "comm", room);
         if (command.ends_with('\n'))
@@ -93,7 +93,7 @@ std::optional<std::size_t> readProcesses(const std::string &proc, std::optional<
         fits = count < records.size();
         if (!fits)
             return false;
-        kinfo_proc &record = records[count++];
+        kinfo_proc& record = records[count++];
         record = {pid, *owner, {}};
         command.copy(record.p_comm, MAXCOMLEN);
         return true;

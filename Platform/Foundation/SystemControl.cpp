@@ -22,7 +22,7 @@ int failure(int code) {
     return -1;
 }
 
-int give(const void *from, std::size_t size, void *value, std::size_t *length) {
+int give(const void* from, std::size_t size, void* value, std::size_t* length) {
     const std::size_t room = *length;
     *length = size;
     if (!value)
@@ -34,8 +34,8 @@ int give(const void *from, std::size_t size, void *value, std::size_t *length) {
 }
 
 // The name that the firmware gives the machine, on PCs by DMI and on boards by the device tree.
-std::string model(const std::string &sys) {
-    for (const char *file : {"/class/dmi/id/product_name", "/firmware/devicetree/base/model"}) {
+std::string model(const std::string& sys) {
+    for (const char* file : {"/class/dmi/id/product_name", "/firmware/devicetree/base/model"}) {
         std::ifstream stream(sys + file, std::ios::binary);
         std::string text{std::istreambuf_iterator<char>(stream), {}};
         text = text.substr(0, text.find('\0'));
@@ -46,7 +46,7 @@ std::string model(const std::string &sys) {
     return {};
 }
 
-int giveNative(const std::string &proc, const std::string &process, void *value, std::size_t *length) {
+int giveNative(const std::string& proc, const std::string& process, void* value, std::size_t* length) {
     const std::optional<bool> native = isNativeProcess(proc, process);
     if (!native)
         return -1; // with the errno of the question
@@ -54,7 +54,7 @@ int giveNative(const std::string &proc, const std::string &process, void *value,
     return give(&number, sizeof(number), value, length);
 }
 
-int giveProcesses(const std::string &proc, std::span<const int> number, void *value, std::size_t *length) {
+int giveProcesses(const std::string& proc, std::span<const int> number, void* value, std::size_t* length) {
     const bool all = number.size() == 3 && number[2] == KERN_PROC_ALL;
     const bool ofUser = number.size() == 4 && number[2] == KERN_PROC_UID;
     if (!all && !ofUser)
@@ -66,7 +66,7 @@ int giveProcesses(const std::string &proc, std::span<const int> number, void *va
         *length = (*count + spareRecords) * sizeof(kinfo_proc);
         return 0;
     }
-    const std::span<kinfo_proc> records(static_cast<kinfo_proc *>(value), *length / sizeof(kinfo_proc));
+    const std::span<kinfo_proc> records(static_cast<kinfo_proc*>(value), *length / sizeof(kinfo_proc));
     const std::optional<uid_t> user = ofUser ? std::optional<uid_t>(static_cast<uid_t>(number[3])) : std::nullopt;
     const std::optional<std::size_t> count = readProcesses(proc, user, records);
     if (!count)
@@ -77,9 +77,9 @@ int giveProcesses(const std::string &proc, std::span<const int> number, void *va
 
 } // namespace
 
-SystemControl systemControl(const SystemRoots &roots) {
+SystemControl systemControl(const SystemRoots& roots) {
     SystemControl control;
-    control.sysctlbyname = [roots](const char *name, void *value, std::size_t *length) {
+    control.sysctlbyname = [roots](const char* name, void* value, std::size_t* length) {
         if (std::string_view(name) == "sysctl.proc_native")
             return giveNative(roots.proc, "self", value, length);
         if (std::string_view(name) != "hw.model")
@@ -87,7 +87,7 @@ SystemControl systemControl(const SystemRoots &roots) {
         const std::string text = model(roots.sys);
         return text.empty() ? failure(ENOENT) : give(text.c_str(), text.size() + 1, value, length);
     };
-    control.sysctlnametomib = [](const char *name, int *number, std::size_t *entries) {
+    control.sysctlnametomib = [](const char* name, int* number, std::size_t* entries) {
         if (std::string_view(name) != "sysctl.proc_native")
             return failure(ENOENT);
         if (*entries < std::size(procNative))
@@ -95,7 +95,7 @@ SystemControl systemControl(const SystemRoots &roots) {
         *entries = static_cast<std::size_t>(std::copy(std::begin(procNative), std::end(procNative), number) - number);
         return 0;
     };
-    control.sysctl = [roots](const int *number, unsigned entries, void *value, std::size_t *length) {
+    control.sysctl = [roots](const int* number, unsigned entries, void* value, std::size_t* length) {
         const std::span<const int> numbers(number, entries);
         if (entries == std::size(procNative) + 1 && std::equal(std::begin(procNative), std::end(procNative), number))
             return giveNative(roots.proc, std::to_string(numbers.back()), value, length);
@@ -106,7 +106,7 @@ SystemControl systemControl(const SystemRoots &roots) {
     return control;
 }
 
-const SystemControl &systemControl() {
+const SystemControl& systemControl() {
     static const SystemControl machine = systemControl(SystemRoots());
     return machine;
 }

@@ -30,13 +30,13 @@ struct kinfo_proc {
 struct SystemControl {
     // "hw.model": text with its zero byte. "sysctl.proc_native": a 32-bit number for the calling process, 1 when its
     // machine code runs on the processor itself, 0 when a program registered with the kernel translates it.
-    std::function<int(const char *name, void *value, std::size_t *length)> sysctlbyname;
+    std::function<int(const char* name, void* value, std::size_t* length)> sysctlbyname;
     // The number of a name, `*entries` long. "sysctl.proc_native" only; a process id is appended to it.
-    std::function<int(const char *name, int *number, std::size_t *entries)> sysctlnametomib;
+    std::function<int(const char* name, int* number, std::size_t* entries)> sysctlnametomib;
     // {CTL_KERN, KERN_PROC, ...}: records of processes. The size alone is an estimate with room for some more.
-    std::function<int(const int *number, unsigned entries, void *value, std::size_t *length)> sysctl;
+    std::function<int(const int* number, unsigned entries, void* value, std::size_t* length)> sysctl;
     // Memory for what is asked for; freed with std::free.
-    std::function<void *(std::size_t bytes)> allocate = [](std::size_t bytes) { return std::malloc(bytes); };
+    std::function<void*(std::size_t bytes)> allocate = [](std::size_t bytes) { return std::malloc(bytes); };
 };
 
 // Where the kernel shows itself.
@@ -45,8 +45,8 @@ struct SystemRoots {
     std::string sys = "/sys";
 };
 
-[[nodiscard]] SystemControl systemControl(const SystemRoots &roots);
+[[nodiscard]] SystemControl systemControl(const SystemRoots& roots);
 // This machine's.
-[[nodiscard]] const SystemControl &systemControl();
+[[nodiscard]] const SystemControl& systemControl();
 
 } // namespace platform

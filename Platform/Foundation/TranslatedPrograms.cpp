@@ -15,7 +15,7 @@ struct Format {
     std::string magic;
 };
 
-Format readFormat(const std::filesystem::path &file) {
+Format readFormat(const std::filesystem::path& file) {
     Format format;
     std::ifstream stream(file);
     for (std::string line; std::getline(stream, line);) {
@@ -31,7 +31,7 @@ Format readFormat(const std::filesystem::path &file) {
     return format;
 }
 
-bool translates(const Format &format, const std::filesystem::path &program) {
+bool translates(const Format& format, const std::filesystem::path& program) {
     std::error_code ignored;
     return format.enabled && format.magic.starts_with("7f454c46") && // ELF; others interpret bytecode or scripts
            (format.interpreter == program || std::filesystem::equivalent(format.interpreter, program, ignored));
@@ -39,7 +39,7 @@ bool translates(const Format &format, const std::filesystem::path &program) {
 
 } // namespace
 
-std::optional<bool> isNativeProcess(const std::string &proc, const std::string &process) {
+std::optional<bool> isNativeProcess(const std::string& proc, const std::string& process) {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::path(proc) / process;
     const std::filesystem::path program = std::filesystem::read_symlink(folder / "exe", error);

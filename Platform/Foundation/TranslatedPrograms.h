@@ -9,6 +9,6 @@ namespace platform {
 // kernel (binfmt_misc) for ELF files. `process` is the name of its folder in `proc`. Absent, with errno set, when it
 // cannot be told: ENOENT for processes that have no program file (those of the kernel), ESRCH for one that is not
 // there, EACCES for one that we may not look at.
-[[nodiscard]] std::optional<bool> isNativeProcess(const std::string &proc, const std::string &process);
+[[nodiscard]] std::optional<bool> isNativeProcess(const std::string& proc, const std::string& process);
 
 } // namespace platform

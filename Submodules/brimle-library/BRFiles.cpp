@@ -14,9 +14,9 @@ namespace {
 using platform::NSError;
 using platform::NSFileManager;
 
-bool isOnMountedVolume(StringView path, const VolumeRule &volumes) {
+bool isOnMountedVolume(StringView path, const VolumeRule& volumes) {
     const std::vector<String> mounted = volumes.mountedLocalVolumePaths();
-    return std::any_of(mounted.begin(), mounted.end(), [&](const String &volume) { return path.starts_with(volume); });
+    return std::any_of(mounted.begin(), mounted.end(), [&](const String& volume) { return path.starts_with(volume); });
 }
 
 } // namespace
@@ -49,7 +49,7 @@ VolumeRule mountedVolumeRule() {
     return rule;
 }
 
-bool createDirectory(std::optional<StringView> path, const VolumeRule &volumes) {
+bool createDirectory(std::optional<StringView> path, const VolumeRule& volumes) {
     std::optional<NSError> error;
     bool made = false;
     if (path && path->starts_with(volumes.root) && !isOnMountedVolume(*path, volumes)) {
@@ -64,21 +64,21 @@ bool createDirectory(std::optional<StringView> path, const VolumeRule &volumes) 
     return false;
 }
 
-bool createDirectoryForFile(std::optional<StringView> path, const VolumeRule &volumes) {
+bool createDirectoryForFile(std::optional<StringView> path, const VolumeRule& volumes) {
     if (!path)
         return createDirectory(path, volumes);
     return createDirectory(platform::stringByDeletingLastPathComponent(*path), volumes);
 }
 
-bool createDirectoryForFileURL(const NSURL &url, const VolumeRule &volumes) {
+bool createDirectoryForFileURL(const NSURL& url, const VolumeRule& volumes) {
     return createDirectoryForURL(platform::URLByDeletingLastPathComponent(url), volumes);
 }
 
-bool createDirectoryForURL(const NSURL &url, const VolumeRule &volumes) {
+bool createDirectoryForURL(const NSURL& url, const VolumeRule& volumes) {
     return createDirectory(url.path(), volumes);
 }
 
-bool fileExistsAtURL(const NSURL &url) {
+bool fileExistsAtURL(const NSURL& url) {
     // A file manager of its own: the shared one's delegate belongs to the application.
     const NSFileManager fileManager;
     const std::optional<String> path = url.path();

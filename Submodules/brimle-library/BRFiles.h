@@ -33,14 +33,14 @@ struct VolumeRule {
 
 // Makes the folder with its parents; true when it is there afterwards. Both tests of the rule are tests of plain text:
 // "/VolumesX" is below "/Volumes", and "/Volumes/USB2" is on the volume "/Volumes/USB".
-bool createDirectory(std::optional<StringView> path, const VolumeRule &volumes = mountedVolumeRule());
+bool createDirectory(std::optional<StringView> path, const VolumeRule& volumes = mountedVolumeRule());
 // Makes the folder that will hold the file.
-bool createDirectoryForFile(std::optional<StringView> path, const VolumeRule &volumes = mountedVolumeRule());
-bool createDirectoryForFileURL(const NSURL &url, const VolumeRule &volumes = mountedVolumeRule());
+bool createDirectoryForFile(std::optional<StringView> path, const VolumeRule& volumes = mountedVolumeRule());
+bool createDirectoryForFileURL(const NSURL& url, const VolumeRule& volumes = mountedVolumeRule());
 // Makes the folder that the URL names.
-bool createDirectoryForURL(const NSURL &url, const VolumeRule &volumes = mountedVolumeRule());
+bool createDirectoryForURL(const NSURL& url, const VolumeRule& volumes = mountedVolumeRule());
 
 // Whether a file, or a folder, is there; symbolic links are followed.
-[[nodiscard]] bool fileExistsAtURL(const NSURL &url);
+[[nodiscard]] bool fileExistsAtURL(const NSURL& url);
 
 } // namespace brimle

@@ -11,7 +11,7 @@ using platform::SystemControl;
 
 // The name is the short command name, whole and in its case. The kernel keeps 15 bytes of it: a longer name never runs.
 // The current user is the effective one.
-[[nodiscard]] bool currentUserIsRunning(StringView name, const SystemControl &system = platform::systemControl());
-[[nodiscard]] bool processIsRunning(StringView name, const SystemControl &system = platform::systemControl());
+[[nodiscard]] bool currentUserIsRunning(StringView name, const SystemControl& system = platform::systemControl());
+[[nodiscard]] bool processIsRunning(StringView name, const SystemControl& system = platform::systemControl());
 
 } // namespace brimle

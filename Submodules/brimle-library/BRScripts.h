@@ -27,7 +27,7 @@ using platform::StringView;
 [[nodiscard]] NSMutableDictionary runScript(StringView script, std::optional<StringView> arguments,
                                             std::optional<DataView> input);
 // Runs a program by its path, without a shell, and waits for its exit; there is no "status" all the same.
-[[nodiscard]] NSMutableDictionary runTask(StringView path, const std::vector<String> &arguments,
+[[nodiscard]] NSMutableDictionary runTask(StringView path, const std::vector<String>& arguments,
                                           std::optional<DataView> input);
 
 } // namespace brimle

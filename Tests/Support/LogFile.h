@@ -35,8 +35,8 @@ public:
         brimle::DRLogger::shutdown();
         brimle::DRLogger::setFileName(nullptr);
     }
-    LogFile(const LogFile &) = delete;
-    LogFile &operator=(const LogFile &) = delete;
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
 
     // The messages without the line that opens the log.
     [[nodiscard]] std::vector<std::string> messages() const {

@@ -17,7 +17,7 @@ namespace testing_support {
 
 [[nodiscard]] inline std::set<std::string> openDescriptors() {
     std::set<std::string> found;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone; // the descriptor of this listing itself
         const auto target = std::filesystem::read_symlink(entry.path(), gone);
         if (!gone && target != "/proc/" + std::to_string(getpid()) + "/fd")
@@ -29,7 +29,7 @@ namespace testing_support {
 // The process ids of the children that exist, ended ones that nobody collected included.
 [[nodiscard]] inline std::vector<pid_t> children() {
     std::vector<pid_t> found;
-    for (const auto &thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream list(thread.path() / "children");
         for (pid_t pid = 0; list >> pid;)
             found.push_back(pid);
@@ -38,7 +38,7 @@ namespace testing_support {
 }
 
 // Waits for a state that comes about by itself; false after ten seconds.
-[[nodiscard]] inline bool eventually(const std::function<bool()> &holds) {
+[[nodiscard]] inline bool eventually(const std::function<bool()>& holds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (!holds()) {
         if (std::chrono::steady_clock::now() > deadline)
@@ -49,7 +49,7 @@ namespace testing_support {
 }
 
 // Runs the action in a process of its own and returns what it returns (0 to 255), or -1 when it did not end by itself.
-[[nodiscard]] inline int inProcessOfItsOwn(const std::function<int()> &action) {
+[[nodiscard]] inline int inProcessOfItsOwn(const std::function<int()>& action) {
     const pid_t pid = fork();
     if (pid == 0)
         _exit(action());
@@ -60,7 +60,7 @@ namespace testing_support {
 }
 
 // A size of this process that its status gives in kB, in bytes.
-[[nodiscard]] inline std::size_t statusBytes(const std::string &name) {
+[[nodiscard]] inline std::size_t statusBytes(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
         if (line.starts_with(name + ":"))

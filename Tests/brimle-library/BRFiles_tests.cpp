@@ -16,7 +16,7 @@ using testing::IsEmpty;
 using testing_support::LogFile;
 using testing_support::TemporaryFolder;
 
-String text(const std::filesystem::path &path) {
+String text(const std::filesystem::path& path) {
     return path.u16string();
 }
 
@@ -43,9 +43,9 @@ TEST(BRFiles, IdentifiersAreNewAndInTheCanonicalForm) {
 }
 
 struct ItemPath {
-    const char16_t *path;
-    const char16_t *folder;
-    const char16_t *title;
+    const char16_t* path;
+    const char16_t* folder;
+    const char16_t* title;
 };
 
 TEST(BRFiles, ItemPathsSplitAtTheLastBackslash) {
@@ -68,7 +68,7 @@ TEST(BRFiles, ItemPathsSplitAtTheLastBackslash) {
         {u"日本\\語 é", u"日本", u"語 é"},
         {u" \\ ", u" ", u" "},
     };
-    for (const ItemPath &row : rows) {
+    for (const ItemPath& row : rows) {
         const NSDictionary expected = {{u"folder", String(row.folder)}, {u"title", String(row.title)}};
         EXPECT_EQ(extractFolderAndTitle(row.path), expected) << lossyUTF8String(row.path);
     }
@@ -97,7 +97,7 @@ TEST(BRFiles, FoldersAreMadeWithTheirParents) {
 
 TEST(BRFiles, FoldersAreMadeByURL) {
     const TemporaryFolder folder;
-    const auto url = [&](const char16_t *rest) {
+    const auto url = [&](const char16_t* rest) {
         return NSURL::URLWithString(u"file://" + folder.path().u16string() + rest).value();
     };
     EXPECT_TRUE(createDirectoryForFileURL(url(u"/one/two/file%20name.txt")));
@@ -143,8 +143,8 @@ TEST(BRFiles, FailuresAreLoggedWithTheError) {
 }
 
 struct VolumeCase {
-    const char *path; // below the temporary folder
-    std::vector<const char *> mounted;
+    const char* path; // below the temporary folder
+    std::vector<const char*> mounted;
     bool allowed;
 };
 
@@ -159,11 +159,11 @@ TEST(BRFiles, BelowTheVolumesOnlyMountedOnesAreWrittenTo) {
         {"/volumes/y", {}, true},
         {"/other/y", {}, true},
     };
-    for (const VolumeCase &row : rows) {
+    for (const VolumeCase& row : rows) {
         const TemporaryFolder folder;
         const LogFile log;
         std::vector<String> mounted;
-        for (const char *volume : row.mounted)
+        for (const char* volume : row.mounted)
             mounted.push_back(text(folder.path().string() + volume));
         const std::string path = folder.path().string() + row.path;
         const bool made = createDirectory(text(path), rule(text(folder / "Volumes"), mounted));

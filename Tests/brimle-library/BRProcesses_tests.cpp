@@ -30,7 +30,7 @@ struct Table {
 
     SystemControl control() {
         SystemControl made;
-        made.sysctl = [this](const int *number, unsigned entries, void *value, std::size_t *length) {
+        made.sysctl = [this](const int* number, unsigned entries, void* value, std::size_t* length) {
             questions.emplace_back(number, number + entries);
             errno = value ? failRead : failSize;
             if (errno != 0)
@@ -46,14 +46,14 @@ struct Table {
     }
 };
 
-kinfo_proc record(const char *name) {
+kinfo_proc record(const char* name) {
     kinfo_proc made{1, 0, {}};
     std::strncpy(made.p_comm, name, platform::MAXCOMLEN);
     return made;
 }
 
 struct NameCase {
-    const char16_t *name;
+    const char16_t* name;
     bool runs;
 };
 
@@ -75,7 +75,7 @@ TEST(BRProcesses, NamesAreComparedWholeAndInTheirCase) {
         {u"", false},
         {u"\xD800", false},
     };
-    for (const NameCase &row : rows) {
+    for (const NameCase& row : rows) {
         EXPECT_EQ(processIsRunning(row.name, control), row.runs) << lossyUTF8String(row.name);
         EXPECT_EQ(currentUserIsRunning(row.name, control), row.runs) << lossyUTF8String(row.name);
     }
@@ -104,7 +104,7 @@ struct FailureCase {
     int size;
     int read;
     bool noMemory;
-    const char *message; // behind the function's name
+    const char* message; // behind the function's name
 };
 
 TEST(BRProcesses, FailuresAreLoggedAndCountAsNo) {
@@ -116,7 +116,7 @@ TEST(BRProcesses, FailuresAreLoggedAndCountAsNo) {
         {0, 0, true, outOfMemory.c_str()},
         {0, ENOMEM, false, " failed 2, sysctl=12"},
     };
-    for (const FailureCase &row : rows) {
+    for (const FailureCase& row : rows) {
         Table table;
         table.records = {record("x")};
         table.failSize = row.size;

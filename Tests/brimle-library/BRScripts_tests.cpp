@@ -25,31 +25,31 @@ using testing_support::inProcessOfItsOwn;
 using testing_support::openDescriptors;
 using testing_support::TemporaryFolder;
 
-std::optional<DataView> bytes(const char *text) {
+std::optional<DataView> bytes(const char* text) {
     return text ? std::optional<DataView>(charactersAsBytes(text)) : std::nullopt;
 }
 
-std::string out(const NSDictionary &result) {
+std::string out(const NSDictionary& result) {
     return lossyUTF8String(result.stringForKey(u"out").value_or(u"(no out)"));
 }
-std::string err(const NSDictionary &result) {
+std::string err(const NSDictionary& result) {
     return lossyUTF8String(result.stringForKey(u"err").value_or(u"(no err)"));
 }
 
-String text(const std::filesystem::path &path) {
+String text(const std::filesystem::path& path) {
     return path.u16string();
 }
 
-NSMutableDictionary shell(const String &command) {
+NSMutableDictionary shell(const String& command) {
     return runTask(u"/bin/sh", {u"-c", command}, std::nullopt);
 }
 
 struct ScriptCase {
-    const char16_t *script;
-    const char16_t *arguments; // null: none
-    const char *input;         // null: none
-    const char16_t *out;
-    const char16_t *err; // null: no such key
+    const char16_t* script;
+    const char16_t* arguments; // null: none
+    const char* input;         // null: none
+    const char16_t* out;
+    const char16_t* err; // null: no such key
     NSNumber status;
 };
 
@@ -79,7 +79,7 @@ constexpr ScriptCase scripts[] = {
     {u"printf %s \xD800", nullptr, nullptr, u"\uFFFD", nullptr, 0},
 };
 
-NSDictionary expected(const ScriptCase &row, bool wait) {
+NSDictionary expected(const ScriptCase& row, bool wait) {
     NSMutableDictionary result;
     result.setObject_forKey(row.out ? String(row.out) : String(u"a\0b", 3), u"out");
     if (row.err)
@@ -90,7 +90,7 @@ NSDictionary expected(const ScriptCase &row, bool wait) {
 }
 
 TEST(BRScripts, ScriptsGiveTheirOutputErrorsAndStatus) {
-    for (const ScriptCase &row : scripts) {
+    for (const ScriptCase& row : scripts) {
         const auto arguments = row.arguments ? std::optional<StringView>(row.arguments) : std::nullopt;
         const NSDictionary waited = runScriptWaitForExit(row.script, arguments, bytes(row.input), true);
         EXPECT_EQ(waited, expected(row, true)) << lossyUTF8String(row.script) << ": " << out(waited) << err(waited);
@@ -107,11 +107,11 @@ TEST(BRScripts, KeysComeInTheirOrder) {
 }
 
 struct TaskCase {
-    const char16_t *path;
+    const char16_t* path;
     std::vector<String> arguments;
-    const char *input;
-    const char16_t *out;
-    const char16_t *err;
+    const char* input;
+    const char16_t* out;
+    const char16_t* err;
 };
 
 TEST(BRScripts, TasksRunWithoutAShell) {
@@ -158,7 +158,7 @@ TEST(BRScripts, TasksRunWithoutAShell) {
          u"There was no output after running the task '/etc/passwd' with parameters (\n)",
          nullptr},
     };
-    for (const TaskCase &row : rows) {
+    for (const TaskCase& row : rows) {
         NSMutableDictionary wanted;
         wanted.setObject_forKey(String(row.out), u"out");
         if (row.err)
@@ -204,8 +204,8 @@ TEST(BRScripts, AScriptThatGoesOnIsNotWaitedForAndLeavesNoZombie) {
 
 // Each of these brings a caller to a halt who writes, reads and waits one after the other.
 struct StubbornCase {
-    const char *what;
-    const char16_t *script;
+    const char* what;
+    const char16_t* script;
     std::size_t input;
     std::size_t out;
     std::size_t err;
@@ -223,7 +223,7 @@ TEST(BRScripts, NoChildBringsTheCallerToAHalt) {
         {"ends by a signal", u"printf done; kill -9 $$", 3'000'000, 4, 0},
     };
     const auto descriptors = openDescriptors();
-    for (const StubbornCase &row : rows) {
+    for (const StubbornCase& row : rows) {
         const Data input(row.input, 'x');
         const auto given = row.input ? std::optional<DataView>(input) : std::nullopt;
         const NSDictionary result = runScriptWaitForExit(row.script, std::nullopt, given, true);
@@ -300,7 +300,7 @@ TEST(BRScripts, AProcessWithoutStandardStreamsRunsScripts) {
             return result == wanted ? 0 : 1;
         });
     };
-    for (const std::vector<int> &closed : {std::vector{0, 1, 2}, {0}, {1}, {2}, {0, 2}, {1, 2}, {0, 1}})
+    for (const std::vector<int>& closed : {std::vector{0, 1, 2}, {0}, {1}, {2}, {0, 2}, {1, 2}, {0, 1}})
         EXPECT_EQ(inClosedProcess(closed), 0) << testing::PrintToString(closed);
 }
 
@@ -342,7 +342,7 @@ TEST(BRScripts, AThousandScriptsInBatchesLeaveNothingBehind) {
                 right += out(result) == mine + "\n" && err(result) == mine + "\n" ? 1 : 0;
             });
         }
-        for (std::thread &thread : threads)
+        for (std::thread& thread : threads)
             thread.join();
     }
     EXPECT_EQ(right, batches * batch);
@@ -383,7 +383,7 @@ TEST(BRScripts, AHundredMegabytesThatAreNotUTF8) {
 
 #ifndef __SANITIZE_ADDRESS__ // whose shadow needs more address space than any limit
 TEST(BRScripts, OutputThatMemoryCannotHoldIsSaidToBeUnconvertible) {
-    for (const char16_t *script :
+    for (const char16_t* script :
          {u"head -c 400000000 /dev/zero", u"head -c 400000000 /dev/zero >&2", u"head -c 120000000 /dev/zero"}) {
         const int verdict = inProcessOfItsOwn([script] {
             const rlim_t room = testing_support::addressSpace() + 300'000'000;

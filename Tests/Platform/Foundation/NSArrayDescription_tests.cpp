@@ -7,7 +7,7 @@ namespace {
 
 struct Row {
     std::vector<String> texts;
-    const char16_t *expected;
+    const char16_t* expected;
 };
 
 TEST(NSArrayDescription, PrintsOneElementALine) {
@@ -21,7 +21,7 @@ TEST(NSArrayDescription, PrintsOneElementALine) {
         {{u"é日\xD800"}, u"(\n    \"\\U00e9\\U65e5\\Ud800\"\n)"},
         {{u"\x01\x7F"}, u"(\n    \"\\001\\177\"\n)"},
     };
-    for (const Row &row : rows)
+    for (const Row& row : rows)
         EXPECT_EQ(descriptionOfArray(row.texts), row.expected) << lossyUTF8String(row.expected);
 }
 

@@ -6,8 +6,8 @@ namespace platform {
 namespace {
 
 struct Row {
-    const char16_t *url;
-    const char16_t *expected;
+    const char16_t* url;
+    const char16_t* expected;
 };
 
 TEST(NSURLPath, DeletesTheLastComponent) {
@@ -29,7 +29,7 @@ TEST(NSURLPath, DeletesTheLastComponent) {
         {u"a/b:c", u"a/"},
         {u"mailto:a@example.org", u"mailto:a@example.org"},
     };
-    for (const Row &row : rows) {
+    for (const Row& row : rows) {
         const auto url = NSURL::URLWithString(row.url);
         ASSERT_TRUE(url) << lossyUTF8String(row.url);
         EXPECT_EQ(URLByDeletingLastPathComponent(*url).absoluteString(), row.expected) << lossyUTF8String(row.url);

@@ -34,7 +34,7 @@ TEST(NSWorkspace, NoTableIsNoVolume) {
 }
 
 TEST(NSWorkspace, TheMachinesOwnTableNeverHoldsTheRoot) {
-    for (const String &path : NSWorkspace().mountedLocalVolumePaths()) {
+    for (const String& path : NSWorkspace().mountedLocalVolumePaths()) {
         EXPECT_NE(path, u"/");
         EXPECT_TRUE(path.starts_with(u"/")) << lossyUTF8String(path);
     }

@@ -18,14 +18,14 @@ using testing_support::write;
 
 class FakeKernel {
 public:
-    void process(int pid, const std::string &name, unsigned user) const {
+    void process(int pid, const std::string& name, unsigned user) const {
         const auto where = folder_ / "proc" / std::to_string(pid);
         write(where / "comm", name + "\n");
         const std::string id = std::to_string(user);
         write(where / "status", "Name:\t" + name + "\nPid:\t1\nUid:\t77\t" + id + "\t78\t79\nGid:\t0\t0\t0\t0\n");
     }
-    void file(const std::string &path, std::string_view contents) const { write(folder_.path() / path, contents); }
-    void program(int pid, const char *path) const {
+    void file(const std::string& path, std::string_view contents) const { write(folder_.path() / path, contents); }
+    void program(int pid, const char* path) const {
         std::filesystem::create_directories(folder_ / "proc" / std::to_string(pid));
         std::filesystem::create_symlink(path, folder_ / "proc" / std::to_string(pid) / "exe");
     }
@@ -37,7 +37,7 @@ private:
     TemporaryFolder folder_;
 };
 
-std::vector<std::string> names(const SystemControl &control, const std::vector<int> &number, std::size_t room = 100) {
+std::vector<std::string> names(const SystemControl& control, const std::vector<int>& number, std::size_t room = 100) {
     std::vector<kinfo_proc> records(room);
     std::size_t length = records.size() * sizeof(kinfo_proc);
     if (control.sysctl(number.data(), static_cast<unsigned>(number.size()), records.data(), &length) != 0)
@@ -95,9 +95,9 @@ TEST(SystemControl, WithoutAProcessFileSystemThereIsAnError) {
 }
 
 struct ModelCase {
-    const char *dmi; // null: no such file
-    const char *deviceTree;
-    const char *expected; // null: no model
+    const char* dmi; // null: no such file
+    const char* deviceTree;
+    const char* expected; // null: no model
 };
 
 TEST(SystemControl, TellsTheModelByFirmware) {
@@ -109,7 +109,7 @@ TEST(SystemControl, TellsTheModelByFirmware) {
         {"", nullptr, nullptr},
         {nullptr, nullptr, nullptr},
     };
-    for (const ModelCase &row : rows) {
+    for (const ModelCase& row : rows) {
         const FakeKernel kernel;
         if (row.dmi)
             kernel.file("sys/class/dmi/id/product_name", row.dmi);
@@ -143,7 +143,7 @@ TEST(SystemControl, AModelThatDoesNotFitIsAnError) {
 }
 
 // 1 native, 0 translated, -errno.
-int native(const SystemControl &control, int pid) {
+int native(const SystemControl& control, int pid) {
     std::array<int, CTL_MAXNAME> number{};
     std::size_t entries = number.size() - 1;
     if (control.sysctlnametomib("sysctl.proc_native", number.data(), &entries) != 0)
