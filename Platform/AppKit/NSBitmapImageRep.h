@@ -36,8 +36,9 @@ public:
     // The first representation in the data of an image file; absent when there is none.
     [[nodiscard]] static std::optional<NSBitmapImageRep> imageRepWithData(DataView data);
 
-    [[nodiscard]] std::span<const Pixel> pixels() const { return pixels_; }
-    [[nodiscard]] std::span<Pixel> pixels() { return pixels_; }
+    [[nodiscard]] std::span<const Pixel> pixels() const& { return pixels_; }
+    [[nodiscard]] std::span<Pixel> pixels() & { return pixels_; }
+    void pixels() const&& = delete; // they would be gone at once
     [[nodiscard]] Pixel pixelAt(int x, int y) const { return pixels_[index(x, y)]; } // y from the top
     [[nodiscard]] std::span<Pixel> row(int y) { return std::span(pixels_).subspan(index(0, y), width()); }
     [[nodiscard]] std::span<const Pixel> row(int y) const { return pixels().subspan(index(0, y), width()); }
