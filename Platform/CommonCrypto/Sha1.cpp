@@ -36,9 +36,9 @@ struct Working {
         b = a;
         a = next;
     }
-    Word choice() const { return d ^ (b & (c ^ d)); }
-    Word parity() const { return b ^ c ^ d; }
-    Word majority() const { return (b & c) | (d & (b | c)); }
+    [[nodiscard]] Word choice() const { return d ^ (b & (c ^ d)); }
+    [[nodiscard]] Word parity() const { return b ^ c ^ d; }
+    [[nodiscard]] Word majority() const { return (b & c) | (d & (b | c)); }
 };
 
 template <class Word>

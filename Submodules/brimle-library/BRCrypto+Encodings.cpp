@@ -19,8 +19,8 @@ constexpr std::uint8_t notBase64 = 64;
 constexpr auto pr2six = [] {
     std::array<std::uint8_t, 256> table{};
     table.fill(notBase64);
-    for (std::uint8_t i = 0; i < basis_64.size(); ++i)
-        table[basis_64[i]] = i;
+    for (std::size_t i = 0; i < basis_64.size(); ++i)
+        table[basis_64[i]] = static_cast<std::uint8_t>(i);
     return table;
 }();
 
