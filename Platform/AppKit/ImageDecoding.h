@@ -19,8 +19,8 @@ inline constexpr std::size_t maximumRepresentations = 64;
 // that the data declare, where they declare a plausible one.
 [[nodiscard]] std::vector<NSBitmapImageRep> decodeImage(DataView data);
 
-// Loads every decoder that is a module of its own: after it, decodeImage opens no files. For a process that is about to
-// give up the right to.
-void prepareImageDecoding();
+// Loads the decoder that these data need where it is a module of its own, so that decodeImage opens no files for them.
+// For a process that is about to give up the right to. Looks at the data's signature only.
+void prepareImageDecoding(DataView data);
 
 } // namespace platform

@@ -107,12 +107,15 @@ Representations decodeAnimatedWebP(DataView data, long budget) {
 
 } // namespace
 
-void prepareImageDecoding() {
-    for (const ImageType type : {ImageType::PNG, ImageType::JPEG, ImageType::GIF, ImageType::BMP, ImageType::WebP}) {
-        const LoaderHandle loader(gdk_pixbuf_loader_new_with_type(loaderName(type), nullptr));
-        if (loader)
-            gdk_pixbuf_loader_close(loader.get(), nullptr);
-    }
+void prepareImageDecoding(DataView data) {
+    const auto type = sniffImageType(data);
+    if (!type || type == ImageType::TIFF || type == ImageType::JPEG2000)
+        return;
+    const bool isContainer = type == ImageType::ICO || type == ImageType::ICNS;
+    const LoaderHandle loader(
+        gdk_pixbuf_loader_new_with_type(loaderName(isContainer ? ImageType::PNG : *type), nullptr));
+    if (loader)
+        gdk_pixbuf_loader_close(loader.get(), nullptr);
 }
 
 Representations decodeWithPixbuf(DataView data, ImageType type, long budget) {
