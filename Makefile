@@ -3,7 +3,7 @@
 PRESET ?= release
 JOBS ?= $(shell nproc)
 
-.PHONY: build run test bench fuzz format lint install clean
+.PHONY: build run test bench fuzz format lint install deb test-deb clean
 
 build:
 	@scripts/install-dependencies
@@ -41,6 +41,14 @@ lint: build
 
 install: build
 	@cmake --install build/$(PRESET)
+
+# Debian packages in build/release/packages; `make test-deb` tries them in a fresh root (root and the network needed).
+deb: CMAKE_OPTIONS = -DCMAKE_INSTALL_PREFIX=/usr
+deb: build
+	@cd build/$(PRESET) && cpack -G DEB >/dev/null && ls packages/*.deb
+
+test-deb: deb
+	@packaging/test-packages build/$(PRESET)/packages
 
 clean:
 	@rm -rf build
