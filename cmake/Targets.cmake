@@ -49,6 +49,8 @@ endfunction()
 function(tessaro_program name)
   cmake_parse_arguments(arg "" "" "SOURCES;PRIVATE;PKG_CONFIG" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  # A floor below may need more than this program uses of it; what is not used is not loaded.
+  target_link_options(${name} PRIVATE LINKER:--as-needed)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/Platform ${CMAKE_BINARY_DIR}/include)
   target_link_libraries(${name} PRIVATE ${arg_PRIVATE})
   tessaro_pkg_config(${name} ${arg_PKG_CONFIG})

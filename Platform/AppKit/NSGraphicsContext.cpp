@@ -117,6 +117,16 @@ NSBitmapImageRep::Pixel plusDarker(NSBitmapImageRep::Pixel source, NSBitmapImage
     });
 }
 
+// Cairo's coordinates have 24 bits before the point: what lies far outside is cut off first.
+void clipTo(cairo_t* cairo, const NSRect& rect, const PixelBox& bounds) {
+    const double left = std::max(rect.origin.x, bounds.left - 1.0);
+    const double top = std::max(rect.origin.y, bounds.top - 1.0);
+    const double right = std::min(NSMaxX(rect), bounds.right + 1.0);
+    const double bottom = std::min(NSMaxY(rect), bounds.bottom + 1.0);
+    cairo_rectangle(cairo, left, top, right - left, bottom - top);
+    cairo_clip(cairo);
+}
+
 bool isWhole(const NSRect& rect) {
     const auto whole = [](double value) { return value == std::floor(value); };
     return whole(rect.origin.x) && whole(rect.origin.y) && whole(rect.size.width) && whole(rect.size.height);
@@ -231,8 +241,7 @@ void NSGraphicsContext::drawBitmap_fromPixels_inRect_operation_fraction(const NS
     const CairoHandle cairo(cairo_create(surface_->cairo.get()), &cairo_destroy);
     // Whole pixels need no softened edge, and a picture laid on them is exact.
     cairo_set_antialias(cairo.get(), isWhole(target) ? CAIRO_ANTIALIAS_NONE : CAIRO_ANTIALIAS_BEST);
-    cairo_rectangle(cairo.get(), target.origin.x, target.origin.y, target.size.width, target.size.height);
-    cairo_clip(cairo.get());
+    clipTo(cairo.get(), target, surface_->bounds());
     cairo_set_operator(cairo.get(), cairoOperator(operation));
     cairo_set_source_surface(cairo.get(), picture.get(), box.left, box.top);
     cairo_pattern_set_filter(cairo_get_source(cairo.get()), CAIRO_FILTER_NEAREST);

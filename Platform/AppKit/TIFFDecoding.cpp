@@ -50,8 +50,10 @@ Representations decodeTIFF(DataView data, long budget) {
     TIFFStream stream{data, nullptr, 0};
     const TIFFHandle handle = openTIFF(stream, largestAllocation);
     Representations result;
-    for (bool more = handle != nullptr; more && result.size() < maximumRepresentations;
+    std::size_t pages = 0; // those that are passed over count too
+    for (bool more = handle != nullptr; more && pages < maximumRepresentations;
          more = TIFFReadDirectory(handle.get()) == 1) {
+        ++pages;
         const PixelSize size = pageSize(handle.get());
         const long pixels = static_cast<long>(size.wide) * static_cast<long>(size.high);
         if (!isAcceptable(size) || pixels > budget)

@@ -80,6 +80,7 @@ TEST(NSImage, DrawsPartsOfItself) {
         {"a negative destination", {}, {{2, 2}, {-2, 2}}, "kkkk/kkkk/kkkk"},
         {"destination over the edges", {}, {{-1, -1}, {2, 2}}, "kkkk/kkkk/gkkk"},
         {"destination far away", {}, {{1e300, 0}, {2, 2}}, "kkkk/kkkk/kkkk"},
+        {"destination much larger than the canvas", {{0, 1}, {1, 1}}, {{-1e7, -1e7}, {2e9, 2e9}}, "rrrr/rrrr/rrrr"},
         {"no number", {}, {{0, 0}, {std::nan(""), 2}}, "kkkk/kkkk/kkkk"},
     };
     for (const SourceCase& row : rows) {
