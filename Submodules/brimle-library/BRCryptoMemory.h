@@ -8,7 +8,8 @@ namespace brimle {
 // Overwritten in a way that the compiler does not optimise away.
 template <class Buffer>
 void wipe(Buffer& buffer) {
-    explicit_bzero(buffer.data(), buffer.size() * sizeof(*buffer.data()));
+    if (!buffer.empty()) // an empty vector may have no address at all
+        explicit_bzero(buffer.data(), buffer.size() * sizeof(*buffer.data()));
 }
 
 // A buffer (vector, string, array) that is wiped when it ends. An aggregate, so that a result is built in place and
@@ -17,13 +18,6 @@ template <class Buffer>
 struct Wiped {
     Buffer bytes{};
     ~Wiped() { wipe(bytes); }
-};
-
-// For objects without padding or pointers: wiped as they stand.
-template <class Object>
-struct WipedObject {
-    Object object{};
-    ~WipedObject() { explicit_bzero(&object, sizeof(object)); }
 };
 
 } // namespace brimle

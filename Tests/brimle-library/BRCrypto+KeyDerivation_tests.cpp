@@ -1,7 +1,9 @@
 #include "brimle/BRCrypto.h"
 
+#include "brimle/BRCryptoMemory.h"
 #include "Tests/Support/VectorFile.h"
 
+#include <array>
 #include <gtest/gtest.h>
 
 namespace brimle {
@@ -118,6 +120,25 @@ TEST(ComputeKeyAndIvec, MatchesTheOpenSSLCommandsOutput) {
     computeKeyAndIvec(bytesOf("password"), unhex("0102030405060708"), 16, key, ivec);
     EXPECT_EQ(key, unhex("e7b0971e52ca5cc8d0539fb3412f6316"));
     EXPECT_EQ(ivec, unhex("f7ba2e6ee293d9f3457b99436b51ce02"));
+}
+
+TEST(Wiped, LeavesNothingBehind) {
+    using WipedBytes = Wiped<std::array<std::uint8_t, 32>>;
+    alignas(WipedBytes) std::array<std::uint8_t, sizeof(WipedBytes)> memory{};
+    auto* secret = new (memory.data()) WipedBytes;
+    secret->bytes.fill(0x5A);
+    EXPECT_EQ(memory[31], 0x5A);
+    secret->~WipedBytes();
+    EXPECT_EQ(memory, (std::array<std::uint8_t, sizeof(WipedBytes)>{}));
+
+    Data data(32, 0x5A);
+    wipe(data);
+    EXPECT_EQ(data, Data(32));
+    String text(5, u'x');
+    wipe(text);
+    EXPECT_EQ(text, String(5, u'\0'));
+    Data empty;
+    wipe(empty);
 }
 
 } // namespace
