@@ -8,6 +8,7 @@
 #include "../Support/ProcessState.h"
 
 #include <gmock/gmock.h>
+#include <pty.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -135,6 +136,27 @@ int commandDoesNotRun(int status) {
                : 3;
 }
 
+// On a terminal of its own polkit's tool asks there; what it asked is the output of this.
+std::string askedOnATerminal(uid_t user) {
+    int terminal = -1;
+    const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (pid == 0) {
+        setenv("SHELL", "/bin/sh", 1);
+        if (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)
+            _exit(100);
+        _exit(runShellWithAuthorization(u"Tessaro m\u00F6chte das.", u"true") ? 0 : 1);
+    }
+    std::string asked;
+    char byte = 0;
+    // Until it has asked for a password, or has ended.
+    while (asked.find("Password:") == std::string::npos && read(terminal, &byte, 1) == 1)
+        asked += byte;
+    kill(pid, SIGKILL);
+    close(terminal); // which ends the tool
+    waitpid(pid, nullptr, 0);
+    return asked;
+}
+
 TEST(BRAuthorization, PolkitDecides) {
     const int result = inProcessOfItsOwn([] {
         if (geteuid() != 0 || unshare(CLONE_NEWNS) != 0)
@@ -150,13 +172,22 @@ TEST(BRAuthorization, PolkitDecides) {
             return 30 + code;
         if (const int code = asUser(undecided, [] { return commandDoesNotRun(0); }))
             return 40 + code;
+        const std::string asked = askedOnATerminal(undecided);
+        const std::size_t prompt = asked.find("Tessaro m\xC3\xB6"
+                                              "chte das.");
+        const std::size_t question = asked.find("AUTHENTICATING");
+        if (question == std::string::npos || prompt > question) {
+            std::fprintf(stderr, "on the terminal: %s\n", asked.c_str());
+            return 50;
+        }
         return 0;
     });
     if (result == 250) {
         std::puts("not root, or no mount namespaces: polkit is left alone");
         return;
     }
-    EXPECT_EQ(result, 0) << "251: polkit did not start; tens: 1 agreed, 2 root, 3 refused, 4 nobody to ask";
+    EXPECT_EQ(result, 0)
+        << "251: polkit did not start; tens: 1 agreed, 2 root, 3 refused, 4 nobody to ask, 5 asked on a terminal";
 }
 
 TEST(BRAuthorization, WithoutPolkitNothingRuns) {
