@@ -1,8 +1,9 @@
 # How this project declares its targets: one function a kind, sources listed by name.
 
+# Compilations are found again in another checkout: paths below this one count as relative.
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE})
 endif()
 
 # Library headers are included as "brimle/X.h" inside the tree exactly as by those who link the library.
