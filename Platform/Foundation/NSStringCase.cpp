@@ -52,18 +52,23 @@ std::size_t endOfWord(StringView text, std::size_t begin) {
     return text.size();
 }
 
+// False, and the text spoiled, when it is not ASCII alone.
+bool lowerIfASCII(String& text) {
+    unsigned all = 0;
+    for (char16_t& unit : text) {
+        all |= unit;
+        unit = static_cast<char16_t>(unit | (unit >= u'A' && unit <= u'Z' ? 0x20 : 0));
+    }
+    return all < 0x80;
+}
+
 } // namespace
 
 String lowercaseString(StringView text) {
-    if (std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; })) {
-        String out(text);
-        for (char16_t& unit : out)
-            if (unit >= u'A' && unit <= u'Z')
-                unit |= 0x20;
+    String out(text);
+    if (lowerIfASCII(out))
         return out;
-    }
-    String out;
-    out.reserve(text.size());
+    out.clear();
     appendMapped(out, text,
                  [](char16_t* to, int32_t capacity, const char16_t* from, int32_t length, UErrorCode* error) {
                      return u_strToLower(to, capacity, from, length, "", error);

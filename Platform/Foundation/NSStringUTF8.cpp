@@ -1,7 +1,8 @@
-// UTF-8 and UTF-16, each turned into the other. ASCII goes eight characters at a time; text is converted in pieces that
-// stay in the first-level cache and then appended, so that no result is filled with zeros first.
+// UTF-8 and UTF-16, each turned into the other. ASCII goes sixteen characters at a time; text is converted in pieces
+// that stay in the first-level cache and then appended, so that no result is filled with zeros first.
 #include "NSString.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
@@ -9,9 +10,8 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t pieceLength = 2048;
-constexpr std::size_t block = 8; // characters looked at together
-constexpr std::size_t longestCharacter = 4;
+constexpr std::size_t pieceLength = 1024;
+constexpr std::size_t block = 16; // characters looked at together
 
 constexpr bool isTrail(unsigned byte) {
     return (byte & 0xC0) == 0x80;
@@ -38,42 +38,37 @@ int firstSetBit(std::uint64_t word) {
     return std::endian::native == std::endian::little ? std::countr_zero(word) : std::countl_zero(word);
 }
 
-// Exactly the number of units of well-formed bytes.
-std::size_t utf16Length(std::string_view bytes) {
-    std::size_t length = 0;
-    for (std::size_t begin = 0; begin < bytes.size(); begin += 64) {
-        std::uint8_t count = 0; // at most two a byte
-        for (const char c : bytes.substr(begin, 64)) {
-            const auto byte = static_cast<std::uint8_t>(c);
-            count = static_cast<std::uint8_t>(count + (isTrail(byte) ? 0 : 1) + (byte >= 0xF0 ? 1 : 0));
-        }
-        length += count;
-    }
-    return length;
+// One block, through locals: a store of characters could otherwise change what is still to be read.
+template <class From, class To>
+void copyBlock(const From* in, To* out) {
+    std::array<From, block> from;
+    std::array<To, block> to;
+    std::memcpy(from.data(), in, sizeof from);
+    for (std::size_t k = 0; k < block; ++k)
+        to[k] = static_cast<To>(from[k]);
+    std::memcpy(out, to.data(), sizeof to);
 }
 
-// Exactly the number of bytes of well-formed text. (A lone surrogate counts two, its U+FFFD would take three.)
-std::size_t utf8Length(StringView text) {
-    std::size_t length = 0;
-    for (std::size_t begin = 0; begin < text.size(); begin += 64) {
-        std::uint16_t count = 0;
-        for (const char16_t unit : text.substr(begin, 64))
-            count = static_cast<std::uint16_t>(count + 1 + (unit >= 0x80 ? 1 : 0) + (unit >= 0x800 ? 1 : 0) -
-                                               (isSurrogate(unit) ? 1 : 0));
-        length += count;
-    }
-    return length;
+// How many of a block's characters come before the first one beyond ASCII.
+template <class Converter>
+std::size_t leadingASCII(const typename Converter::From* in) {
+    constexpr std::size_t perWord = sizeof(std::uint64_t) / sizeof(*in);
+    for (std::size_t k = 0; k < block; k += perWord)
+        if (const std::uint64_t others = load(in + k) & Converter::notASCII)
+            return k + static_cast<std::size_t>(firstSetBit(others)) / (64 / perWord);
+    return block;
 }
 
 struct Decoder {
-    const std::uint8_t* in;
-    const std::uint8_t* end;
+    using From = std::uint8_t;
+
+    static constexpr std::uint64_t notASCII = 0x8080808080808080;
 
     // One character beyond ASCII, strictly; null when it is not well-formed.
-    char16_t* character(char16_t* out) {
+    static char16_t* character(const From*& in, const From* end, char16_t* out) {
         const unsigned lead = *in;
         const auto left = static_cast<std::size_t>(end - in);
-        const auto trail = [this](std::size_t k) { return in[k] & 0x3Fu; };
+        const auto trail = [&in](std::size_t k) { return in[k] & 0x3Fu; };
         if (lead < 0xE0) {
             if (lead < 0xC2 || left < 2 || !isTrail(in[1]))
                 return nullptr;
@@ -99,37 +94,13 @@ struct Decoder {
         }
         return out;
     }
-
-    // Up to `full`, behind which there is room for one block; null when the bytes are not well-formed.
-    char16_t* piece(char16_t* out, const char16_t* full) {
-        while (in < end && out < full) {
-            if (static_cast<std::size_t>(end - in) >= block) {
-                const std::uint64_t high = load(in) & 0x8080808080808080;
-                for (std::size_t k = 0; k < block; ++k)
-                    out[k] = in[k];
-                const std::size_t ascii = high ? static_cast<std::size_t>(firstSetBit(high)) / 8 : block;
-                in += ascii;
-                out += ascii;
-                if (high == 0)
-                    continue;
-            } else if (*in < 0x80) {
-                *out++ = *in++;
-                continue;
-            }
-            do {
-                out = character(out);
-                if (!out)
-                    return nullptr;
-            } while (in < end && *in >= 0x80 && out < full);
-        }
-        return out;
-    }
 };
 
 template <bool replaceLoneSurrogates>
 struct Encoder {
-    const char16_t* in;
-    const char16_t* end;
+    using From = char16_t;
+
+    static constexpr std::uint64_t notASCII = 0xFF80FF80FF80FF80;
 
     static char* put(char* out, std::initializer_list<char32_t> bytes) {
         for (const char32_t byte : bytes)
@@ -137,7 +108,7 @@ struct Encoder {
         return out;
     }
 
-    char* character(char* out) {
+    static char* character(const From*& in, const From* end, char* out) {
         const char32_t unit = *in++;
         if (unit < 0x800)
             return put(out, {0xC0 | unit >> 6, 0x80 | (unit & 0x3F)});
@@ -150,45 +121,55 @@ struct Encoder {
         }
         return replaceLoneSurrogates ? put(out, {0xEF, 0xBF, 0xBD}) : nullptr;
     }
-
-    // As Decoder::piece.
-    char* piece(char* out, const char* full) {
-        while (in < end && out < full) {
-            if (static_cast<std::size_t>(end - in) >= block) {
-                constexpr std::uint64_t notASCII = 0xFF80FF80FF80FF80;
-                const std::uint64_t low = load(in) & notASCII;
-                const std::uint64_t high = load(in + 4) & notASCII;
-                for (std::size_t k = 0; k < block; ++k)
-                    out[k] = static_cast<char>(in[k]);
-                const int bits = low ? firstSetBit(low) : 64 + (high ? firstSetBit(high) : 64);
-                const std::size_t ascii = static_cast<std::size_t>(bits) / 16;
-                in += ascii;
-                out += ascii;
-                if (ascii == block)
-                    continue;
-            } else if (*in < 0x80) {
-                *out++ = static_cast<char>(*in++);
-                continue;
-            }
-            do {
-                out = character(out);
-                if (!out)
-                    return nullptr;
-            } while (in < end && *in >= 0x80 && out < full);
-        }
-        return out;
-    }
 };
 
+// Converts up to `stop` and the character that reaches over it. Null when the text is not well-formed.
+template <class Converter, class To>
+To* convertPiece(const typename Converter::From*& position, const typename Converter::From* stop,
+                 const typename Converter::From* end, To* out) {
+    const auto* in = position;
+    while (in < stop) {
+        if (static_cast<std::size_t>(end - in) >= block) {
+            const std::size_t ascii = leadingASCII<Converter>(in);
+            copyBlock(in, out); // as a whole, whatever of it counts
+            in += ascii;
+            out += ascii;
+            if (ascii == block)
+                continue;
+        } else if (*in < 0x80) {
+            *out++ = static_cast<To>(*in++);
+            continue;
+        }
+        do {
+            out = Converter::character(in, end, out);
+            if (!out)
+                return nullptr;
+        } while (in < stop && *in >= 0x80);
+    }
+    position = in;
+    return out;
+}
+
 // False as soon as a piece is not well-formed.
-template <class Text, class Converter>
-bool convert(Converter converter, Text& out) {
-    std::array<typename Text::value_type, pieceLength + block + longestCharacter> buffer;
-    while (converter.in < converter.end) {
-        auto* const pieceEnd = converter.piece(buffer.data(), buffer.data() + pieceLength);
+template <class Converter, class Text>
+bool convert(const typename Converter::From* in, std::size_t length, Text& out) {
+    constexpr double roomy = 1.06;
+    constexpr std::size_t mostForOne = 3; // a unit becomes three bytes at most, a byte one unit
+    std::array<typename Text::value_type, (pieceLength + block) * mostForOne> buffer;
+    const auto* const begin = in;
+    for (const auto* const end = in + length; in < end;) {
+        const auto* const stop = in + std::min<std::size_t>(pieceLength, static_cast<std::size_t>(end - in));
+        auto* const pieceEnd = convertPiece<Converter>(in, stop, end, buffer.data());
         if (!pieceEnd)
             return false;
-        out.append(buffer.data(), static_cast<std::size_t>(pieceEnd - buffer.data()));
+        const auto written = static_cast<std::size_t>(pieceEnd - buffer.data());
+        // The rest will most likely be like the first piece; where it is not, the result grows as strings do.
+        if (out.empty())
+            out.reserve(in == end
+                            ? written
+                            : static_cast<std::size_t>(static_cast<double>(length) * roomy *
+                                                       static_cast<double>(written) / static_cast<double>(in - begin)));
+        out.append(buffer.data(), written);
     }
     return true;
 }
@@ -197,24 +178,20 @@ bool convert(Converter converter, Text& out) {
 
 std::optional<std::string> UTF8String(StringView text) {
     std::optional<std::string> out(std::in_place);
-    out->reserve(utf8Length(text));
-    if (!convert(Encoder<false>{text.data(), text.data() + text.size()}, *out))
+    if (!convert<Encoder<false>>(text.data(), text.size(), *out))
         out.reset();
     return out;
 }
 
 std::string lossyUTF8String(StringView text) {
     std::string out;
-    out.reserve(utf8Length(text));
-    convert(Encoder<true>{text.data(), text.data() + text.size()}, out);
+    convert<Encoder<true>>(text.data(), text.size(), out);
     return out;
 }
 
 std::optional<String> stringWithUTF8(std::string_view bytes) {
     std::optional<String> out(std::in_place);
-    out->reserve(utf16Length(bytes));
-    const DataView view = charactersAsBytes(bytes);
-    if (!convert(Decoder{view.data(), view.data() + view.size()}, *out))
+    if (!convert<Decoder>(charactersAsBytes(bytes).data(), bytes.size(), *out))
         out.reset();
     return out;
 }

@@ -1,7 +1,9 @@
 #include "brimle/NSString+BrimleHTML.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
 
 namespace brimle {
 namespace {
@@ -9,19 +11,32 @@ namespace {
 constexpr std::size_t asciiCount = 0x80;
 constexpr char16_t lineSeparator = 0x2028;
 
-// What stands for each ASCII character; empty where it stands for itself.
-using Replacements = std::array<StringView, asciiCount>;
+constexpr std::size_t longest = 8; // "&#65535;"
 
+// What stands for one character, with room to be copied as one block; no units where it stands for itself.
 struct Replacement {
-    char16_t character;
-    StringView text;
+    std::array<char16_t, longest> units{};
+    std::size_t length = 0;
+
+    constexpr Replacement() = default;
+    constexpr explicit Replacement(StringView text) : length(text.size()) {
+        for (std::size_t i = 0; i < length; ++i)
+            units[i] = text[i];
+    }
 };
 
+struct Rule {
+    char16_t character;
+    StringView replacement;
+};
+
+using Replacements = std::array<Replacement, asciiCount>;
+
 template <std::size_t count>
-consteval Replacements makeReplacements(const Replacement (&list)[count]) {
+consteval Replacements makeReplacements(const Rule (&rules)[count]) {
     Replacements table{};
-    for (const Replacement& entry : list)
-        table[entry.character] = entry.text;
+    for (const Rule& rule : rules)
+        table[rule.character] = Replacement(rule.replacement);
     return table;
 }
 
@@ -39,25 +54,33 @@ constexpr Replacements script = makeReplacements({{u'&', u"&amp;"},
 constexpr Replacements plain =
     makeReplacements({{u'\n', u"<br/>"}, {u'"', u"&quot;"}, {u'&', u"&amp;"}, {u'<', u"&lt;"}, {u'>', u"&gt;"}});
 
-// Copies the text, unchanged runs in one piece, with replacements. `replace(out, i)` is asked at every position whose
-// unit has one or `isOther` accepts; it appends what stands for the units that it answers for, and returns their
-// number.
+char16_t* put(char16_t* out, const Replacement& replacement) {
+    std::memcpy(out, replacement.units.data(), sizeof replacement.units);
+    return out + replacement.length;
+}
+
+// Copies the text with what `replace(i, out)` writes at every position whose unit the table replaces or `isOther`
+// accepts; it sets `i` behind the units that it answers for and returns the end of what it wrote, at most `longest`
+// units. The copy is made piece by piece in a buffer that stays in the first-level cache.
 template <class IsOther, class Replace>
 String rewritten(StringView text, const Replacements& table, IsOther isOther, Replace replace) {
+    constexpr std::size_t pieceLength = 256;
+    std::array<char16_t, pieceLength * longest> buffer;
     String out;
     out.reserve(text.size());
-    std::size_t run = 0;
     for (std::size_t i = 0; i < text.size();) {
-        const char16_t unit = text[i];
-        if (unit < asciiCount ? table[unit].empty() : !isOther(unit)) {
-            ++i;
-            continue;
+        char16_t* end = buffer.data();
+        for (const std::size_t pieceEnd = std::min(i + pieceLength, text.size()); i < pieceEnd;) {
+            const char16_t unit = text[i];
+            if (unit < asciiCount ? table[unit].length != 0 : isOther(unit)) {
+                end = replace(i, end);
+            } else {
+                *end++ = unit;
+                ++i;
+            }
         }
-        out.append(text.substr(run, i - run));
-        i += replace(out, i);
-        run = i;
+        out.append(buffer.data(), static_cast<std::size_t>(end - buffer.data()));
     }
-    out.append(text.substr(run));
     return out;
 }
 
@@ -70,20 +93,25 @@ std::size_t breakLength(StringView text, std::size_t i) {
     return rest.starts_with(u"\n\r") && !rest.starts_with(u"\n\r\n") ? 2 : 1;
 }
 
-void appendReference(String& out, char16_t unit) {
-    std::array<char, 8> digits{};
-    const auto [end, error] = std::to_chars(digits.begin(), digits.end(), static_cast<unsigned>(unit));
-    out.append(u"&#").append(digits.begin(), end).append(u";");
+// "&#", the number in decimal, ";".
+char16_t* putReference(char16_t* out, unsigned value) {
+    std::array<char, longest> digits{};
+    const auto [end, error] = std::to_chars(digits.begin(), digits.end(), value);
+    *out++ = u'&';
+    *out++ = u'#';
+    out = std::copy(digits.begin(), end, out);
+    *out++ = u';';
+    return out;
 }
 
 } // namespace
 
 String br_asPrintableHTML(StringView text) {
     const auto isOther = [](char16_t unit) { return unit == lineSeparator; };
-    return rewritten(text, printable, isOther, [text](String& out, std::size_t i) {
+    return rewritten(text, printable, isOther, [text](std::size_t& i, char16_t* out) {
         const char16_t unit = text[i];
-        out.append(unit < asciiCount ? printable[unit] : u"<br />");
-        return unit == u'\n' || unit == u'\r' ? breakLength(text, i) : 1;
+        i += unit == u'\n' || unit == u'\r' ? breakLength(text, i) : 1;
+        return put(out, printable[unit < asciiCount ? unit : u'\n']);
     });
 }
 
@@ -93,21 +121,15 @@ String br_html(StringView text) {
 
 String br_javascript(StringView text) {
     const auto isOther = [](char16_t) { return false; };
-    return rewritten(text, script, isOther, [text](String& out, std::size_t i) {
-        out.append(script[text[i]]);
-        return std::size_t{1};
-    });
+    return rewritten(text, script, isOther,
+                     [text](std::size_t& i, char16_t* out) { return put(out, script[text[i++]]); });
 }
 
 String br_htmlString(StringView text) {
     const auto isOther = [](char16_t) { return true; };
-    return rewritten(text, plain, isOther, [text](String& out, std::size_t i) {
-        const char16_t unit = text[i];
-        if (unit < asciiCount)
-            out.append(plain[unit]);
-        else
-            appendReference(out, unit);
-        return std::size_t{1};
+    return rewritten(text, plain, isOther, [text](std::size_t& i, char16_t* out) {
+        const char16_t unit = text[i++];
+        return unit < asciiCount ? put(out, plain[unit]) : putReference(out, unit);
     });
 }
 

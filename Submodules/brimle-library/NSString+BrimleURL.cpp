@@ -3,6 +3,7 @@
 #include "Foundation/CFURL.h"
 #include "Foundation/NSStringCase.h"
 
+#include <algorithm>
 #include <array>
 
 namespace brimle {
@@ -81,7 +82,9 @@ String br_stringByExtractingURI(StringView text) {
 String br_stringByExtractingFullDomain(StringView text) {
     const std::size_t schemeAt = text.find(schemeEnd);
     const StringView rest = schemeAt == StringView::npos ? text : text.substr(schemeAt + schemeEnd.size());
-    return platform::lowercaseString(rest.substr(0, rest.find_first_of(u":/?")));
+    const auto* const end = std::find_if(rest.begin(), rest.end(),
+                                         [](char16_t unit) { return unit == u':' || unit == u'/' || unit == u'?'; });
+    return platform::lowercaseString(rest.substr(0, static_cast<std::size_t>(end - rest.begin())));
 }
 
 } // namespace brimle
