@@ -32,8 +32,8 @@ public:
             const auto ours = best_.find(ratio.ours);
             const auto peer = best_.find(ratio.peer);
             if (ours != best_.end() && peer != best_.end())
-                std::printf("%-28s %10.3f ms   %-28s %10.3f ms   %6.2f x\n", ratio.ours, ours->second * 1e3, ratio.peer,
-                            peer->second * 1e3, peer->second / ours->second);
+                std::printf("%-28s %12.3f us   %-28s %12.3f us   %6.2f x\n", ratio.ours, ours->second * 1e6, ratio.peer,
+                            peer->second * 1e6, peer->second / ours->second);
         }
     }
 
