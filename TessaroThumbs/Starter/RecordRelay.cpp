@@ -28,16 +28,16 @@ bool writeAll(int output, DataView bytes) {
 
 // Where the record may begin: at a magic, or at a beginning of one that the end of `bytes` cuts off, that stands at the
 // beginning of a line. bytes.size() when nowhere.
-std::size_t recordStart(DataView bytes) {
-    for (std::size_t line = 0; line < bytes.size();) {
+std::size_t recordStart(DataView bytes, bool beginsALine) {
+    const auto endOfLine = [bytes](std::size_t from) {
+        const auto end = std::find(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(), std::uint8_t{'\n'});
+        return end == bytes.end() ? bytes.size() : static_cast<std::size_t>(end - bytes.begin()) + 1;
+    };
+    for (std::size_t line = beginsALine ? 0 : endOfLine(0); line < bytes.size(); line = endOfLine(line)) {
         const DataView rest = bytes.subspan(line);
         const std::size_t compared = std::min(rest.size(), thumbnailRecordMagic.size());
         if (platform::bytesAsCharacters(rest.first(compared)) == thumbnailRecordMagic.substr(0, compared))
             return line;
-        const auto end = std::find(rest.begin(), rest.end(), std::uint8_t{'\n'});
-        if (end == rest.end())
-            break;
-        line += static_cast<std::size_t>(end - rest.begin()) + 1;
     }
     return bytes.size();
 }
@@ -45,7 +45,8 @@ std::size_t recordStart(DataView bytes) {
 } // namespace
 
 void relayRecord(int input, int output) {
-    Data held; // from the beginning of a line on
+    Data held; // what may be the record, or the beginning of its magic
+    bool beginsALine = true;
     bool holdsRecord = false;
     std::array<std::uint8_t, 65536> buffer{};
     for (;;) {
@@ -57,18 +58,15 @@ void relayRecord(int input, int output) {
         held.insert(held.end(), buffer.begin(), buffer.begin() + count);
         if (holdsRecord)
             continue;
-        const std::size_t start = recordStart(held);
+        const std::size_t start = recordStart(held, beginsALine);
         holdsRecord = held.size() - start >= thumbnailRecordMagic.size();
-        // What follows the last line feed may be the beginning of a line still to come.
-        std::size_t ready = start;
-        if (start == held.size())
-            while (ready > 0 && held[ready - 1] != '\n')
-                --ready;
-        (void)writeAll(output, DataView(held).first(ready));
-        held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(ready));
+        if (start == 0)
+            continue;
+        beginsALine = held[start - 1] == '\n';
+        (void)writeAll(output, DataView(held).first(start));
+        held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(start));
     }
-    const bool isText = recordStart(held) == held.size();
-    if (isText || readThumbnailRecord(held, nullptr))
+    if (readThumbnailRecord(held, nullptr))
         (void)writeAll(output, held);
 }
 
