@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <glob.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -24,10 +25,18 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
 }
 
 // In the child, between fork and exec. Sources are moved out of the way first: one may stand where another one goes.
+// What else is open, the caller's included, is none of the program's business.
 bool arrangeDescriptors(std::vector<InheritedDescriptor> descriptors) {
-    constexpr int outOfTheWay = 16;
+    int outOfTheWay = STDERR_FILENO + 1;
+    for (const InheritedDescriptor& each : descriptors)
+        outOfTheWay = std::max(outOfTheWay, each.target + 1);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO})
+        if (std::none_of(descriptors.begin(), descriptors.end(),
+                         [standard](const InheritedDescriptor& each) { return each.target == standard; }))
+            descriptors.push_back({open("/dev/null", O_RDWR | O_CLOEXEC), standard});
     for (InheritedDescriptor& each : descriptors)
         each.source = fcntl(each.source, F_DUPFD_CLOEXEC, outOfTheWay);
+    (void)close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     return std::all_of(descriptors.begin(), descriptors.end(), [](const InheritedDescriptor& each) {
         return each.source >= 0 && dup2(each.source, each.target) >= 0;
     });

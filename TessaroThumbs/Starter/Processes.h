@@ -14,8 +14,9 @@ struct InheritedDescriptor {
 };
 
 // Starts a program by path. The child has the given descriptors, standard error, and /dev/null as standard input and
-// output unless given; it gets `deathSignal` when its parent ends, and default signal actions. Returns -1 with errno
-// set when there is no process to be had; a program that cannot be run shows as a child that ended with status 127.
+// output unless given, and no other descriptor; it gets `deathSignal` when its parent ends, and default signal actions.
+// Returns -1 with errno set when there is no process to be had; a program that cannot be run shows as a child that
+// ended with status 127.
 [[nodiscard]] pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
                                  const std::vector<std::string>& environment,
                                  const std::vector<InheritedDescriptor>& descriptors, int deathSignal);
