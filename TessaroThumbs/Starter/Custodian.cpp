@@ -69,12 +69,18 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
 }
 
 // Returns when the starter or one of the two processes has ended.
-void awaitEnd(int lifeline, pid_t engine, const PrivateDisplay* display) {
-    std::array<pollfd, 3> watched{};
+void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
+    std::array<pollfd, 4> watched{};
     watched[0] = {lifeline, POLLIN, 0};
     watched[1] = {static_cast<int>(syscall(SYS_pidfd_open, engine, 0)), POLLIN, 0};
     watched[2] = {display ? static_cast<int>(syscall(SYS_pidfd_open, display->process(), 0)) : -1, POLLIN, 0};
-    while (poll(watched.data(), watched.size(), -1) < 0) {
+    for (;;) {
+        watched[3] = {display ? display->serverDescriptor() : -1, POLLIN, 0};
+        if (poll(watched.data(), watched.size(), -1) < 0)
+            continue;
+        if ((watched[0].revents | watched[1].revents | watched[2].revents) != 0)
+            return;
+        display->passNumberOn();
     }
 }
 
@@ -85,15 +91,19 @@ std::string makeRuntimeFolder() {
     return mkdtemp(folder.data()) ? folder : "";
 }
 
-[[noreturn]] void runCustodian(int argc, char* argv[], int record, int lifeline) {
+void removeFolder(const std::string& folder) {
+    std::error_code ignored;
+    if (!folder.empty())
+        std::filesystem::remove_all(folder, ignored);
+}
+
+[[noreturn]] void runCustodian(int argc, char* argv[], int record, int lifeline, bool wantsDisplay,
+                               const std::string& runtimeFolder) {
     setsid(); // a terminal's signals are for the starter, whose end ends everything
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    std::error_code ignored;
     std::optional<PrivateDisplay> display;
-    const bool wantsDisplay = needsPrivateDisplay(argc, argv);
     if (wantsDisplay)
         display = PrivateDisplay::start();
-    const std::string runtimeFolder = display ? makeRuntimeFolder() : "";
     if (display || !wantsDisplay) {
         const pid_t engine = startEngine(argc, argv, record, display ? &*display : nullptr, runtimeFolder);
         close(record);
@@ -105,8 +115,7 @@ std::string makeRuntimeFolder() {
     if (display)
         display->end();
     endAllDescendants();
-    if (!runtimeFolder.empty())
-        std::filesystem::remove_all(runtimeFolder, ignored);
+    removeFolder(runtimeFolder);
     _exit(EXIT_SUCCESS);
 }
 
@@ -116,9 +125,13 @@ std::optional<Custodian> Custodian::start(int argc, char* argv[]) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     Pipe record;
     Pipe lifeline;
+    const bool wantsDisplay = needsPrivateDisplay(argc, argv);
+    // Made before the fork: whichever of the two is left removes it.
+    std::string runtimeFolder = wantsDisplay ? makeRuntimeFolder() : "";
     const pid_t process = record.open() && lifeline.open() ? fork() : -1;
     if (process < 0) {
         std::perror("TessaroThumbs: the run could not be started");
+        removeFolder(runtimeFolder);
         return std::nullopt;
     }
     if (process == 0) {
@@ -126,18 +139,24 @@ std::optional<Custodian> Custodian::start(int argc, char* argv[]) {
         close(lifeline.writeEnd);
         close(STDOUT_FILENO); // the caller's; only the starter writes to it
         close(STDIN_FILENO);
-        runCustodian(argc, argv, record.writeEnd, lifeline.readEnd);
+        runCustodian(argc, argv, record.writeEnd, lifeline.readEnd, wantsDisplay, runtimeFolder);
     }
     close(record.writeEnd);
     close(lifeline.readEnd);
-    return Custodian(process, record.readEnd, lifeline.writeEnd);
+    const int processDescriptor = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    return Custodian(process, processDescriptor, record.readEnd, lifeline.writeEnd, std::move(runtimeFolder));
 }
 
 void Custodian::end() {
     close(lifeline_);
     while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
     }
-    endAllDescendants(); // none, unless the custodian was killed
+    // Nothing is left to do unless the custodian was killed. Then the display server got its death signal and is about
+    // to remove its socket.
+    constexpr int patience = 300; // milliseconds
+    awaitDescendants(patience);
+    endAllDescendants();
+    removeFolder(runtimeFolder_);
 }
 
 } // namespace tessaro

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <sys/types.h>
 
 namespace tessaro {
@@ -19,17 +20,22 @@ public:
 
     // What the engine half writes; its end is the end of the output.
     [[nodiscard]] int recordStream() const { return recordStream_; }
+    // Becomes readable when the custodian has ended. Then nobody closes the stream for processes that still hold it.
+    [[nodiscard]] int processDescriptor() const { return processDescriptor_; }
 
     // Ends every process of the run and returns when they are gone.
     void end();
 
 private:
-    Custodian(pid_t process, int recordStream, int lifeline)
-        : process_(process), recordStream_(recordStream), lifeline_(lifeline) {}
+    Custodian(pid_t process, int processDescriptor, int recordStream, int lifeline, std::string runtimeFolder)
+        : process_(process), processDescriptor_(processDescriptor), recordStream_(recordStream), lifeline_(lifeline),
+          runtimeFolder_(std::move(runtimeFolder)) {}
 
     pid_t process_;
+    int processDescriptor_;
     int recordStream_;
-    int lifeline_; // closed by the starter's end, whatever ends it
+    int lifeline_;              // closed by the starter's end, whatever ends it
+    std::string runtimeFolder_; // of the run; empty when it has none
 };
 
 } // namespace tessaro

@@ -3,14 +3,16 @@
 #include "TessaroThumbs/Starter/Processes.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <glob.h>
 #include <sys/mman.h>
 #include <sys/random.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace tessaro {
@@ -45,22 +47,19 @@ int makeAuthority() {
     return file;
 }
 
-// A server that was killed leaves its lock, "/tmp/.X<number>-lock" with its process number in it, and its socket. As
-// long as the lock names this server, no other one has taken its number.
-void removeTraces(pid_t server) {
-    glob_t locks{};
-    if (glob("/tmp/.X*-lock", 0, nullptr, &locks) == 0) {
-        for (std::size_t i = 0; i < locks.gl_pathc; ++i) {
-            const std::string lock = locks.gl_pathv[i];
-            pid_t owner = 0;
-            if (!(std::ifstream(lock) >> owner) || owner != server)
-                continue;
-            const std::size_t name = lock.find("/.X") + 2;
-            unlink(("/tmp/.X11-unix/" + lock.substr(name, lock.rfind("-lock") - name)).c_str());
-            unlink(lock.c_str());
-        }
-    }
-    globfree(&locks);
+// Whether nobody listens on a socket any more: another server may have taken the number since.
+bool isStale(const std::string& socketPath) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socketPath.size() >= sizeof(address.sun_path))
+        return false;
+    socketPath.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const bool refused = client >= 0 &&
+                         connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 &&
+                         errno == ECONNREFUSED;
+    close(client);
+    return refused;
 }
 
 } // namespace
@@ -73,6 +72,7 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
     }
     const int authority = makeAuthority();
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    std::array<int, 2> server{-1, -1};
     std::array<int, 2> number{-1, -1};
     // The engine's web process joins from its sandbox through the socket file: the abstract one is out of its reach.
     const std::vector<std::string> arguments = {
@@ -82,12 +82,12 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
         "-nolisten", "tcp",        "-extension",
         "GLX",       "-auth",      "/proc/self/fd/" + std::to_string(authorityTarget)};
     pid_t process = -1;
-    if (authority >= 0 && nowhere >= 0 && pipe2(number.data(), O_CLOEXEC) == 0)
+    if (authority >= 0 && nowhere >= 0 && pipe2(server.data(), O_CLOEXEC) == 0 && pipe2(number.data(), O_CLOEXEC) == 0)
         process = startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},
                                {{nowhere, STDIN_FILENO},
                                 {nowhere, STDOUT_FILENO},
                                 {nowhere, STDERR_FILENO}, // it reports keyboard symbols that nobody has
-                                {number[1], numberTarget},
+                                {server[1], numberTarget},
                                 {authority, authorityTarget}},
                                SIGTERM);
     if (process < 0) {
@@ -95,13 +95,29 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
         return std::nullopt;
     }
     close(nowhere);
-    close(number[1]);
-    return PrivateDisplay(process, number[0], authority);
+    close(server[1]);
+    return PrivateDisplay(process, server[0], number[0], number[1], authority);
+}
+
+void PrivateDisplay::passNumberOn() {
+    std::array<char, 16> text{};
+    const ssize_t count = read(server_, text.data(), text.size());
+    if (count > 0) {
+        name_.append(text.data(), static_cast<std::size_t>(count));
+        (void)!write(numberWriter_, text.data(), static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+        close(server_);
+        close(numberWriter_); // a number that did not come does not come any more
+        server_ = numberWriter_ = -1;
+    }
 }
 
 void PrivateDisplay::end() const {
-    endProgram(process_);
-    removeTraces(process_);
+    const int status = endProgram(process_);
+    const std::string socketPath = "/tmp/.X11-unix/X" + name_.substr(0, name_.find('\n'));
+    // A server that was killed leaves its socket. (With "-displayfd" it makes no lock.)
+    if (WIFSIGNALED(status) && !name_.empty() && isStale(socketPath))
+        unlink(socketPath.c_str());
 }
 
 } // namespace tessaro

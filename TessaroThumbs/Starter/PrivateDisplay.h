@@ -13,21 +13,29 @@ public:
     [[nodiscard]] static std::optional<PrivateDisplay> start();
 
     [[nodiscard]] pid_t process() const { return process_; }
-    // The read end of a pipe: the server's number and a line feed come once it accepts connections.
+    // The read end of a pipe, to be inherited by the engine half: the server's number and a line feed come once it
+    // accepts connections, by way of passNumberOn.
     [[nodiscard]] int numberDescriptor() const { return number_; }
+    // Becomes readable when the server has something for passNumberOn; -1 when it has told everything.
+    [[nodiscard]] int serverDescriptor() const { return server_; }
+    // Notes the number for the cleaning up and passes it on.
+    void passNumberOn();
     // A descriptor of the file with the secret that clients need, to be inherited by the engine half.
     [[nodiscard]] int authorityDescriptor() const { return authority_; }
 
-    // Ends the server in the way in which it removes its socket and its lock; returns when it is gone.
+    // Ends the server in the way in which it removes its socket; returns when both are gone.
     void end() const;
 
 private:
-    PrivateDisplay(pid_t process, int number, int authority)
-        : process_(process), number_(number), authority_(authority) {}
+    PrivateDisplay(pid_t process, int server, int number, int numberWriter, int authority)
+        : process_(process), server_(server), number_(number), numberWriter_(numberWriter), authority_(authority) {}
 
     pid_t process_;
+    int server_;
     int number_;
+    int numberWriter_;
     int authority_;
+    std::string name_; // the number, as far as it has come
 };
 
 } // namespace tessaro

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
 #include <fstream>
 #include <glob.h>
@@ -78,17 +79,20 @@ pid_t startProgram(const std::string& path, const std::vector<std::string>& argu
     constexpr int commandNotFound = 127;
     if (arrangeDescriptors(descriptors))
         execve(path.c_str(), argumentList.data(), environmentList.data());
+    std::perror(("TessaroThumbs: " + path).c_str());
     _exit(commandNotFound);
 }
 
-void endProgram(pid_t child) {
+int endProgram(pid_t child) {
     constexpr int patience = 300; // milliseconds
     kill(child, SIGTERM);
     pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
     if (ended.fd < 0 || poll(&ended, 1, patience) <= 0)
         kill(child, SIGKILL);
     close(ended.fd);
-    waitpid(child, nullptr, 0);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
 }
 
 // Children are read before their parent goes; what a dying process leaves behind all the same is adopted and found
@@ -98,6 +102,18 @@ void killTree(pid_t process) {
     kill(process, SIGKILL);
     for (const pid_t child : own)
         killTree(child);
+}
+
+void awaitDescendants(int milliseconds) {
+    constexpr int step = 5;
+    for (int waited = 0; waited < milliseconds; waited += step) {
+        pid_t reaped = 0;
+        while ((reaped = waitpid(-1, nullptr, WNOHANG)) > 0) {
+        }
+        if (reaped < 0)
+            return;
+        poll(nullptr, 0, step);
+    }
 }
 
 void endAllDescendants() {

@@ -16,16 +16,20 @@ struct InheritedDescriptor {
 // Starts a program by path. The child has the given descriptors, standard error, and /dev/null as standard input and
 // output unless given, and no other descriptor; it gets `deathSignal` when its parent ends, and default signal actions.
 // Returns -1 with errno set when there is no process to be had; a program that cannot be run shows as a child that
-// ended with status 127.
+// ended with status 127, said on its standard error.
 [[nodiscard]] pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
                                  const std::vector<std::string>& environment,
                                  const std::vector<InheritedDescriptor>& descriptors, int deathSignal);
 
-// SIGTERM for a child, SIGKILL when that did not end it within 300 milliseconds. Returns when it is gone.
-void endProgram(pid_t child);
+// SIGTERM for a child, SIGKILL when that did not end it within 300 milliseconds. Returns when it is gone, with the
+// status that it left to waitpid.
+int endProgram(pid_t child);
 
 // SIGKILL for a process and all its descendants at once. Does not wait for their end.
 void killTree(pid_t process);
+
+// Reaps children, orphans included, until none is left or so many milliseconds have passed.
+void awaitDescendants(int milliseconds);
 
 // SIGKILL for every descendant, until none is left: orphans are adopted, for which this process must be a subreaper.
 void endAllDescendants();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 
 namespace tessaro {
@@ -44,12 +45,17 @@ std::size_t recordStart(DataView bytes, bool beginsALine) {
 
 } // namespace
 
-void relayRecord(int input, int output) {
+void relayRecord(int input, int output, int keeper) {
     Data held; // what may be the record, or the beginning of its magic
     bool beginsALine = true;
     bool holdsRecord = false;
     std::array<std::uint8_t, 65536> buffer{};
     for (;;) {
+        std::array<pollfd, 2> watched = {pollfd{input, POLLIN, 0}, pollfd{keeper, POLLIN, 0}};
+        if (poll(watched.data(), watched.size(), -1) < 0)
+            continue;
+        if (watched[0].revents == 0)
+            break;
         const ssize_t count = read(input, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR)
             continue;

@@ -41,7 +41,7 @@ int main(int argc, char* argv[]) {
     if (argc < 2)
         hintAtUsage();
     if (auto custodian = tessaro::Custodian::start(argc, argv)) {
-        tessaro::relayRecord(custodian->recordStream(), STDOUT_FILENO);
+        tessaro::relayRecord(custodian->recordStream(), STDOUT_FILENO, custodian->processDescriptor());
         close(STDOUT_FILENO); // the reader need not wait for the cleaning up
         custodian->end();
     }
