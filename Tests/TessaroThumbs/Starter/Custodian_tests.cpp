@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,6 +65,15 @@ std::map<pid_t, std::string> descendants() {
     return found;
 }
 
+// Which file stands at a path, as the fake engine tells it; "" when there is none.
+std::string identityOf(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0)
+        return "";
+    return std::to_string(status.st_ino) + " " + std::to_string(status.st_ctim.tv_sec) + " " +
+           std::to_string(status.st_ctim.tv_nsec);
+}
+
 // What the fake engine found: "custodian 123" and so on, several lines of one name allowed.
 std::multimap<std::string, std::string> readReport(const std::filesystem::path& file) {
     std::multimap<std::string, std::string> found;
@@ -111,25 +121,43 @@ protected:
         report = readReport(reportFile());
         if (report.contains("display"))
             display = report.find("display")->second;
+        displaySocket = report.contains("socket") ? report.find("socket")->second : "";
+        EXPECT_EQ(display.empty(), displaySocket.empty());
+        runtimeFolder = variable("XDG_RUNTIME_DIR");
+    }
+    [[nodiscard]] std::string variable(const std::string& name) const {
+        const auto [begin, end] = report.equal_range("variable");
+        for (auto each = begin; each != end; ++each)
+            if (each->second.starts_with(name + " "))
+                return each->second.substr(name.size() + 1);
+        return "";
     }
     [[nodiscard]] pid_t reported(const std::string& name) const {
         const auto found = report.find(name);
         return found == report.end() ? -1 : std::atoi(found->second.c_str());
     }
     [[nodiscard]] pid_t displayServer() const {
-        return std::atoi(testing_support::contentsOf("/tmp/.X" + display + "-lock").c_str());
+        for (const auto& [process, entry] : allProcesses())
+            if (entry.parent == reported("custodian") && entry.name == "Xvfb")
+                return process;
+        return -1;
     }
-    void expectNoTraceOfTheDisplay() const {
+    // Of the private display and of the folder that goes with it.
+    void expectNoTrace() const {
         if (display.empty())
             return;
-        EXPECT_TRUE(waitUntil([&] { return !std::filesystem::exists("/tmp/.X" + display + "-lock"); })) << display;
-        EXPECT_TRUE(waitUntil([&] { return !std::filesystem::exists("/tmp/.X11-unix/X" + display); })) << display;
+        // Another run may have taken the number since.
+        EXPECT_NE(identityOf("/tmp/.X11-unix/X" + display), displaySocket) << display;
+        EXPECT_TRUE(runtimeFolder.starts_with("/tmp/TessaroThumbs-")) << runtimeFolder;
+        EXPECT_TRUE(waitUntil([&] { return !std::filesystem::exists(runtimeFolder); })) << runtimeFolder;
     }
 
     TemporaryFolder folder;
     ProcessOptions options;
     std::multimap<std::string, std::string> report;
     std::string display; // its number; empty when there was none
+    std::string displaySocket;
+    std::string runtimeFolder;
 };
 
 std::string summary(const std::string& output) {
@@ -183,7 +211,7 @@ TEST_F(Run, EndsWithStatusZeroAndLeavesNothing) {
             EXPECT_THAT(descendants(), testing::IsEmpty()) << "when the starter has ended, all has";
             awaitReport();
             EXPECT_EQ(display.empty(), devMode);
-            expectNoTraceOfTheDisplay();
+            expectNoTrace();
         }
 }
 
@@ -221,6 +249,7 @@ TEST_P(Killed, LeavesNothing) {
     Process starter(program(), arguments(row.behaviour), options);
     awaitReport();
     ASSERT_EQ(display.empty(), devMode);
+    ASSERT_EQ(displaySocket.empty(), devMode) << display;
     const pid_t victim = row.victim == Victim::Starter     ? starter.pid()
                          : row.victim == Victim::Custodian ? reported("custodian")
                          : row.victim == Victim::Engine    ? reported("engine")
@@ -233,7 +262,142 @@ TEST_P(Killed, LeavesNothing) {
     EXPECT_EQ(result.status, row.victim == Victim::Starter ? -1 : 0);
     EXPECT_EQ(result.output, "");
     EXPECT_TRUE(waitUntil([] { return descendants().empty(); }, std::chrono::seconds(5)));
-    expectNoTraceOfTheDisplay();
+    expectNoTrace();
+}
+
+// What the main application ends a process with when it has gone wrong itself, or what a defect of ours would raise.
+TEST_F(Run, AFatalSignalToTheStarterOrTheCustodianEndsItWithStatusZero) {
+    for (const int signal : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP})
+        for (const bool isStarter : {true, false}) {
+            SCOPED_TRACE(std::string(strsignal(signal)) + (isStarter ? ", starter" : ", custodian"));
+            std::filesystem::remove(reportFile());
+            Process starter(program(), arguments("daemons half stay"), options);
+            awaitReport();
+            ASSERT_EQ(kill(isStarter ? starter.pid() : reported("custodian"), signal), 0);
+            const ProcessResult result = starter.finish(std::chrono::seconds(5));
+            EXPECT_EQ(result.status, 0);
+            EXPECT_EQ(result.output, "");
+            EXPECT_TRUE(waitUntil([] { return descendants().empty(); }, std::chrono::seconds(5)));
+            expectNoTrace();
+        }
+}
+
+struct CommandRow {
+    std::vector<std::string> words;
+    bool display;
+};
+
+TEST_F(Run, TheEngineGetsTheWordsUnchangedAndADisplayWhereThereIsAPageToLoad) {
+    const CommandRow rows[] = {
+        {{"-url", "http://page.example/", "-uuid", "a b\n\xC3\xA9\xFF*'\""}, true},
+        {{"-url", "page.example"}, true},
+        {{"-uuid", "id"}, false},
+        {{"-url", ""}, false},
+        {{"-url", "(list)"}, false},
+        {{"-x", "", "-y", "-url"}, false},
+    };
+    for (const CommandRow& row : rows) {
+        std::filesystem::remove(reportFile());
+        std::vector<std::string> words{"-report", reportFile().string()};
+        words.insert(words.end(), row.words.begin(), row.words.end());
+        const ProcessResult result = testing_support::run(program(), words, options);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.output, "");
+        const std::string text = testing_support::contentsOf(reportFile());
+        std::string expected = "argument " + program().string() + "\n";
+        for (const std::string& word : words)
+            expected += "argument " + word + "\n";
+        EXPECT_NE(text.find(expected), std::string::npos) << text;
+        for (const char* line : {"\nfd 4 ", "\nfd 5 ", "\ndisplay "})
+            EXPECT_EQ(text.find(line) != std::string::npos, row.display) << row.words.back() << line;
+    }
+}
+
+// What the caller left open belongs to nobody here, and a closed standard stream is no reason to fail.
+TEST_F(Run, TheCallersDescriptorsStayTheCallers) {
+    const char* redirections[] = {"4</dev/zero 5</dev/zero", "3>&1 4>&1 5>&1 9>&1", "<&- 3</dev/zero", "<&- 2>&-",
+                                  "4>&1 >&- <&- 2>&-"};
+    for (const char* redirection : redirections)
+        for (const bool devMode : {true, false}) {
+            SCOPED_TRACE(std::string(redirection) + (devMode ? ", no display" : ", display"));
+            setDevMode(devMode);
+            std::filesystem::remove(reportFile());
+            options.wrapper = {"/bin/sh", "-c", std::string("exec \"$@\" ") + redirection, "sh"};
+            const ProcessResult result = testing_support::run(program(), arguments("record"), options);
+            EXPECT_EQ(result.status, 0);
+            if (std::string_view(redirection).find(">&- <&-") == std::string_view::npos) {
+                EXPECT_EQ(summary(result.output), "record of 200034");
+            }
+            awaitReport();
+            std::map<int, std::string> found;
+            const auto [begin, end] = report.equal_range("fd");
+            for (auto each = begin; each != end; ++each)
+                found[std::atoi(each->second.c_str())] = each->second.substr(each->second.find(' ') + 1);
+            EXPECT_EQ(found[0], "/dev/null");
+            EXPECT_EQ(found[1], "/dev/null");
+            EXPECT_TRUE(found[3].starts_with("pipe:")) << found[3];
+            EXPECT_EQ(found.contains(4) && found[4].starts_with("pipe:"), !devMode);
+            EXPECT_EQ(found.contains(5) && found[5].starts_with("/memfd:display-authority"), !devMode);
+            EXPECT_EQ(found.size(), devMode ? 4U : 6U) << "and no other";
+            expectNoTrace();
+            display.clear();
+        }
+}
+
+TEST_F(Run, AReaderThatHasGoneAwayDoesNotChangeTheStatus) {
+    options.closeOutput = true;
+    for (const char* behaviour : {"record", "line record", "line half"}) {
+        const ProcessResult result = testing_support::run(program(), arguments(behaviour), options);
+        EXPECT_EQ(result.status, 0) << behaviour;
+        EXPECT_EQ(result.signal, 0) << behaviour;
+    }
+}
+
+TEST_F(Run, WithoutAnEngineThereIsNoRecordAndNoFailure) {
+    setDevMode(true);
+    std::filesystem::remove(folder / "TessaroThumbsEngine");
+    testing_support::write(folder / "TessaroThumbsEngine", "not a program");
+    std::filesystem::permissions(folder / "TessaroThumbsEngine", std::filesystem::perms::owner_all);
+    const ProcessResult result = testing_support::run(program(), arguments("record"), options);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "");
+    EXPECT_NE(result.errors.find("TessaroThumbsEngine"), std::string::npos)
+        << "it says which program: " << result.errors;
+}
+
+struct HintRow {
+    const char* name;
+    bool terminal;
+    std::vector<std::string> words;
+    bool hint;
+};
+
+TEST_F(Run, HintsAtItsUsageToSomebodyAtATerminal) {
+    const HintRow rows[] = {
+        {"by hand", true, {}, true},
+        {"by hand with words", true, {"-uuid", "id"}, false},
+        {"by a program", false, {}, false},
+    };
+    for (const HintRow& row : rows) {
+        const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+        const std::string name = ptsname(terminal);
+        ProcessOptions ownOptions = options;
+        if (row.terminal)
+            ownOptions.wrapper = {"/bin/sh", "-c", "exec \"$@\" 2>" + name, "sh"};
+        const int keep = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC); // else what was written is lost at its end
+        const ProcessResult result = testing_support::run(program(), row.words, ownOptions);
+        EXPECT_EQ(result.status, 0) << row.name;
+        EXPECT_EQ(result.output, "") << row.name;
+        EXPECT_EQ(result.errors, "") << row.name;
+        fcntl(terminal, F_SETFL, O_NONBLOCK);
+        std::array<char, 1024> text{};
+        const ssize_t count = read(terminal, text.data(), text.size());
+        const std::string shown(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+        EXPECT_EQ(shown.starts_with("usage: TessaroThumbs -url <address>"), row.hint) << row.name << ": " << shown;
+        close(keep);
+        close(terminal);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Killed, testing::Combine(testing::ValuesIn(kills()), testing::Bool()));

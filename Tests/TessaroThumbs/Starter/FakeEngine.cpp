@@ -85,11 +85,16 @@ void report(const std::string& path, int argc, char* argv[]) {
     const std::string found = descriptors();
     std::ofstream file(path + ".new");
     file << "engine " << getpid() << "\ncustodian " << getppid() << "\n" << found;
-    if (found.find("fd 4 ") != std::string::npos)
-        file << "display " << displayNumber() << "\n";
+    if (found.find("fd 4 ") != std::string::npos) {
+        const std::string display = displayNumber();
+        file << "display " << display << "\n";
+        struct stat status {};
+        if (lstat(("/tmp/.X11-unix/X" + display).c_str(), &status) == 0)
+            file << "socket " << status.st_ino << " " << status.st_ctim.tv_sec << " " << status.st_ctim.tv_nsec << "\n";
+    }
     for (int i = 0; i < argc; ++i)
         file << "argument " << argv[i] << "\n";
-    for (const char* name : {"DISPLAY", "HOME", "MARK", "GDK_SCALE"})
+    for (const char* name : {"DISPLAY", "HOME", "MARK", "GDK_SCALE", "XDG_RUNTIME_DIR"})
         file << "variable " << name << " " << (std::getenv(name) ? std::getenv(name) : "(none)") << "\n";
     file.close();
     (void)std::rename((path + ".new").c_str(), path.c_str());
