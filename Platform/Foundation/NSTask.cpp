@@ -46,7 +46,8 @@ private:
     bool wasPending_ = false;
 };
 
-// Away from the numbers of the standard streams, onto which the child's ends are put: a process may have closed them.
+// Away from the numbers of the standard streams: in a process that has closed them, whatever is written to its standard
+// error meanwhile would go into a pipe of ours.
 int aboveStandardStreams(int descriptor) {
     if (descriptor >= static_cast<int>(standardStreams))
         return descriptor;

@@ -304,6 +304,17 @@ TEST(BRScripts, AProcessWithoutStandardStreamsRunsScripts) {
         EXPECT_EQ(inClosedProcess(closed), 0) << testing::PrintToString(closed);
 }
 
+TEST(BRScripts, PipesDoNotTakeThePlaceOfClosedStandardStreams) {
+    EXPECT_EQ(inProcessOfItsOwn([] {
+                  for (const int descriptor : {0, 1, 2})
+                      close(descriptor);
+                  const NSDictionary result =
+                      runScript(u"cat; ls /proc/$PPID/fd | grep -c '^[0-2]$'", std::nullopt, bytes("of these: "));
+                  return out(result) == "of these: 0\n" ? 0 : 1;
+              }),
+              0);
+}
+
 TEST(BRScripts, WithoutDescriptorsThereIsAnAnswerAllTheSame) {
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
