@@ -26,9 +26,10 @@ constexpr std::size_t asciiCount = 0x80;
 consteval std::array<std::uint8_t, asciiCount> makeClasses() {
     std::array<std::uint8_t, asciiCount> classes{};
     const auto add = [&classes](std::string_view characters, int bits) {
-        for (const char c : characters)
-            classes[static_cast<std::size_t>(c)] =
-                static_cast<std::uint8_t>(classes[static_cast<std::size_t>(c)] | bits);
+        for (const char c : characters) {
+            std::uint8_t& entry = classes[static_cast<unsigned char>(c)];
+            entry = static_cast<std::uint8_t>(entry | bits);
+        }
     };
     add("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ", Alpha | Path | URIC | Authority);
     add("0123456789", Digit | Path | URIC | Authority | IPv6 | Hex);

@@ -1,8 +1,8 @@
 #include "brimle/NSString+BrimleDomain.h"
 
 #include "brimle/ASCIIIndex.h"
-#include "brimle/TLDs.h"
 #include "brimle/NSString+BrimleURL.h"
+#include "brimle/TLDs.h"
 
 #include "Foundation/NSFormat.h"
 #include "Foundation/NSStringCase.h"

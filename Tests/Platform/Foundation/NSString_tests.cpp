@@ -22,8 +22,9 @@ TEST(NSString, ConvertsEveryScalarBothWays) {
 }
 
 TEST(NSString, RefusesWhatIsNotUTF8) {
-    for (const std::string_view bytes : {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80",
-                                         "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "a\xFF", "\xC3", "\xE2\x28\xA1"})
+    for (const std::string_view bytes :
+         {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80",
+          "\xF5\x80\x80\x80", "\xE2\x82", "a\xFF", "\xC3", "\xE2\x28\xA1"})
         EXPECT_FALSE(stringWithUTF8(bytes));
     EXPECT_EQ(stringWithUTF8OrLatin1("h\xE9"), u"h\u00E9");
 }
@@ -43,16 +44,17 @@ struct PathCase {
 };
 
 TEST(NSString, DeletesTheLastPathComponent) {
-    const PathCase rows[] = {{u"/a/b", u"/a"}, {u"/a", u"/"}, {u"a", u""},      {u"", u""},         {u"/", u"/"},
-                             {u"a/b/", u"a"},  {u"//a", u"/"},  {u"/a//b", u"/a"}, {u"~/x/y", u"~/x"}};
+    const PathCase rows[] = {{u"/a/b", u"/a"}, {u"/a", u"/"},  {u"a", u""},       {u"", u""},        {u"/", u"/"},
+                             {u"a/b/", u"a"},  {u"//a", u"/"}, {u"/a//b", u"/a"}, {u"~/x/y", u"~/x"}};
     for (const PathCase& row : rows)
         EXPECT_EQ(stringByDeletingLastPathComponent(row.path), row.expected) << lossyUTF8String(row.path);
 }
 
 TEST(NSString, DeletesThePathExtension) {
-    const PathCase rows[] = {{u"/a/b.c", u"/a/b"}, {u"b.c.d", u"b.c"},  {u".profile", u".profile"}, {u"/a.b/c", u"/a.b/c"},
-                             {u"/a/.b", u"/a/.b"}, {u"a..b", u"a."},    {u"a.b/", u"a"},            {u"/", u"/"},
-                             {u"", u""},           {u"a.", u"a."},      {u"x.icns", u"x"}};
+    const PathCase rows[] = {{u"/a/b.c", u"/a/b"},   {u"b.c.d", u"b.c"},   {u".profile", u".profile"},
+                             {u"/a.b/c", u"/a.b/c"}, {u"/a/.b", u"/a/.b"}, {u"a..b", u"a."},
+                             {u"a.b/", u"a"},        {u"/", u"/"},         {u"", u""},
+                             {u"a.", u"a."},         {u"x.icns", u"x"}};
     for (const PathCase& row : rows)
         EXPECT_EQ(stringByDeletingPathExtension(row.path), row.expected) << lossyUTF8String(row.path);
 }
@@ -64,9 +66,9 @@ struct AppendCase {
 };
 
 TEST(NSString, AppendsAPathComponent) {
-    const AppendCase rows[] = {{u"/a", u"b", u"/a/b"},  {u"/a/", u"b", u"/a/b"}, {u"/", u"b", u"/b"},  {u"", u"b", u"b"},
-                               {u"/a", u"/b", u"/a/b"}, {u"/a", u"b/", u"/a/b"}, {u"/a/", u"", u"/a"}, {u"", u"/b", u"/b"},
-                               {u"a", u"b/c", u"a/b/c"}};
+    const AppendCase rows[] = {{u"/a", u"b", u"/a/b"}, {u"/a/", u"b", u"/a/b"}, {u"/", u"b", u"/b"},
+                               {u"", u"b", u"b"},      {u"/a", u"/b", u"/a/b"}, {u"/a", u"b/", u"/a/b"},
+                               {u"/a/", u"", u"/a"},   {u"", u"/b", u"/b"},     {u"a", u"b/c", u"a/b/c"}};
     for (const AppendCase& row : rows)
         EXPECT_EQ(stringByAppendingPathComponent(row.path, row.component), row.expected) << lossyUTF8String(row.path);
 }
