@@ -53,7 +53,7 @@ struct IconBitmap {
             return bytes.little24(row + 3 * x);
         const std::size_t bit = x * depth;
         const unsigned shift = static_cast<unsigned>(8 - depth - bit % 8);
-        const unsigned index = static_cast<unsigned>(bytes.byte(row + bit / 8)) >> shift & ((1u << depth) - 1);
+        const std::size_t index = static_cast<unsigned>(bytes.byte(row + bit / 8)) >> shift & ((1u << depth) - 1);
         return palette + 4 * index < colours ? bytes.little24(palette + 4 * index) : 0;
     }
 

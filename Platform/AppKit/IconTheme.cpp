@@ -116,6 +116,7 @@ std::vector<String> pathsOfIcon(const IconTheme& theme, StringView name) {
     if (found.empty())
         found = search.inTheme("hicolor");
     std::vector<String> paths;
+    paths.reserve(found.size());
     for (const fs::path& path : found)
         paths.push_back(stringWithUTF8OrLatin1(path.string()));
     return paths;
