@@ -79,7 +79,7 @@ void CollectedBytes::Deleter::operator()(std::uint8_t* bytes) const {
 }
 
 bool CollectedBytes::makeRoom() {
-    constexpr std::size_t smallest = 64 * 1024; // what a pipe holds
+    constexpr std::size_t smallest = std::size_t{64} * 1024; // what a pipe holds
     if (capacity_ - size_ >= smallest)
         return true;
     const std::size_t wanted = std::max(capacity_ * 2, 2 * smallest);
