@@ -48,7 +48,7 @@ struct Table {
 
 kinfo_proc record(const char* name) {
     kinfo_proc made{1, 0, {}};
-    std::strncpy(made.p_comm, name, platform::MAXCOMLEN);
+    std::string_view(name).copy(made.p_comm, platform::MAXCOMLEN);
     return made;
 }
 
