@@ -150,6 +150,8 @@ void WebView::Engine::load(const NSURLRequest& request) {
 void WebView::Engine::close() {
     if (completionTimer_ != 0)
         g_source_remove(std::exchange(completionTimer_, 0));
+    if (challengeSource_ != 0)
+        g_source_remove(std::exchange(challengeSource_, 0));
     if (view_)
         webkit_web_view_stop_loading(view_);
 }
@@ -160,7 +162,7 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
     const PageReaction reaction = reactionTo(event);
     if (reaction == PageReaction::Terminate)
         NSApplication::sharedApplication().terminate(&owner_);
-    if (isBusy_)
+    if (isBusy_ || challengeSource_ != 0)
         return;
     switch (reaction) {
     case PageReaction::DidStartProvisionalLoad:
@@ -191,8 +193,23 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
     }
 }
 
-void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationRequest* request) {
+// Told from the main loop itself and not from within the engine's signal: a snapshot that is awaited in there hangs
+// when the engine has queued the web process's messages behind the one it is delivering. Nothing comes between the two.
+void WebView::Engine::challengeReceived(WebKitAuthenticationRequest* request) {
     announceStart();
+    if (isBusy_ || challengeSource_ != 0)
+        return;
+    challenge_ = request;
+    const auto action = [](gpointer data) -> gboolean {
+        auto* engine = static_cast<Engine*>(data);
+        engine->challengeSource_ = 0;
+        engine->reportChallenge(PageEvent::ChallengeReceived, engine->challenge_);
+        return G_SOURCE_REMOVE;
+    };
+    challengeSource_ = g_idle_add_full(G_PRIORITY_HIGH, action, this, nullptr);
+}
+
+void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationRequest* request) {
     if (isBusy_ || !resourceLoadDelegate)
         return;
     NSURLAuthenticationChallenge challenge;

@@ -33,6 +33,7 @@ public:
 
     // What the engine's signals say and ask, see WebViewSignals.cpp.
     void report(PageEvent event, const NSError* error = nullptr);
+    void challengeReceived(WebKitAuthenticationRequest* request); // the request stays alive
     void reportChallenge(PageEvent event, WebKitAuthenticationRequest* request);
     void loadStarted(const char* address);
     void loadRedirected(const char* address);
@@ -66,6 +67,8 @@ private:
     std::string provisionalAddress_;
     bool startIsUnannounced_ = false;
     unsigned completionTimer_ = 0;
+    unsigned challengeSource_ = 0;
+    WebKitAuthenticationRequest* challenge_ = nullptr;
     // The latest question's number: an older one's answer does not count, and none does once the view is gone.
     std::shared_ptr<unsigned> question_ = std::make_shared<unsigned>(0);
     bool networkProcessIsWatched_ = false;

@@ -103,7 +103,7 @@ struct SignalHandlers {
             engine(d).reportChallenge(PageEvent::ChallengeCancelled, r);
         };
         g_signal_connect(request, "cancelled", G_CALLBACK(+cancelled), data);
-        engine(data).reportChallenge(PageEvent::ChallengeReceived, request);
+        engine(data).challengeReceived(request);
         return TRUE;
     }
 
