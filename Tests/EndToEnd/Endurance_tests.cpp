@@ -34,6 +34,19 @@ TEST(Endurance, OneAfterAnother) {
     }
 }
 
+TEST(Endurance, ChallengesInTheMiddleOfALoad) {
+    // They arrive while the page is still being laid out: the picture must come whatever else is under way.
+    for (int round = 0; round < 20; ++round)
+        for (const char* path : {"/challenge-image.html", "/challenge-frame.html"}) {
+            CaptureOptions options;
+            options.limit = std::chrono::seconds(20);
+            Capture capture(Site::shared().url(path), options);
+            capture.finish();
+            ASSERT_EQ(capture.complaints(), "") << path << " " << round;
+            ASSERT_TRUE(capture.hasRecord()) << path << " " << round;
+        }
+}
+
 TEST(Endurance, FourAtATime) {
     std::deque<std::unique_ptr<Capture>> running;
     for (int number = 0; number < captures + 4; ++number) {
