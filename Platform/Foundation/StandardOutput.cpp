@@ -5,19 +5,26 @@
 namespace platform {
 namespace {
 
+std::FILE* replacement = nullptr;
 bool standardOutputIsClosed = false;
 
 } // namespace
 
-std::FILE* standardOutput() { return standardOutputIsClosed ? nullptr : stdout; }
+std::FILE* standardOutput() {
+    if (standardOutputIsClosed)
+        return nullptr;
+    return replacement ? replacement : stdout;
+}
+
+bool isStandardOutput(const std::FILE* stream) { return stream == (replacement ? replacement : stdout); }
 
 void replaceStandardOutput(std::FILE* stream) {
-    stdout = stream;
+    replacement = stream;
     standardOutputIsClosed = false;
 }
 
 int closeStream(std::FILE* stream) {
-    if (stream != stdout)
+    if (!isStandardOutput(stream))
         return std::fclose(stream);
     if (standardOutputIsClosed) {
         errno = EBADF;

@@ -11,7 +11,11 @@ namespace platform {
 // The stream, or null once it was closed.
 [[nodiscard]] std::FILE* standardOutput();
 
-// Makes another stream the process's standard output from now on (also for stdio's own `stdout`).
+// Whether this is the stream that serves as standard output, closed or not.
+[[nodiscard]] bool isStandardOutput(const std::FILE* stream);
+
+// Makes another stream the process's standard output from now on. stdio's own `stdout` stays what it was, so that what
+// foreign libraries print does not get between the bytes of this process.
 void replaceStandardOutput(std::FILE* stream);
 
 // fclose for streams that may be the standard output: closing that twice fails with EBADF instead of crashing.

@@ -85,7 +85,7 @@ void DRLogger::logMessage(StringView message) {
     ctime_r(&now, when.data());
     constexpr std::size_t newline = 24;
     when[newline] = '\0';
-    std::FILE* stream = output && output != stdout ? output : platform::standardOutput();
+    std::FILE* stream = output && !platform::isStandardOutput(output) ? output : platform::standardOutput();
     if (!stream)
         return; // standard output is what lines go to, and it has had its end
     // One formatted write a line: other processes append to the same file.
