@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -20,11 +21,25 @@ bool writeAll(int output, DataView bytes) {
         const ssize_t written = write(output, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR)
             continue;
+        if (written < 0 && errno == EAGAIN) {
+            // The caller may have made its end of the pipe non-blocking, which is this end too.
+            pollfd room{output, POLLOUT, 0};
+            (void)poll(&room, 1, -1);
+            continue;
+        }
         if (written <= 0)
             return false;
         bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+// A pipe that has room for all of it takes a record in one call, which no signal cuts in two and for which no reader
+// need come. Best effort: the output may be no pipe, or its owner may be allowed no larger one.
+void makeRoom(int output, std::size_t bytes) {
+    const int room = fcntl(output, F_GETPIPE_SZ);
+    if (room >= 0 && static_cast<std::size_t>(room) < bytes)
+        (void)fcntl(output, F_SETPIPE_SZ, static_cast<int>(bytes));
 }
 
 // Where the record may begin: at a magic, or at a beginning of one that the end of `bytes` cuts off, that stands at the
@@ -72,8 +87,10 @@ void relayRecord(int input, int output, int keeper) {
         (void)writeAll(output, DataView(held).first(start));
         held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(start));
     }
-    if (readThumbnailRecord(held, nullptr))
+    if (readThumbnailRecord(held, nullptr)) {
+        makeRoom(output, held.size());
         (void)writeAll(output, held);
+    }
 }
 
 } // namespace tessaro
