@@ -68,15 +68,21 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
     return engine;
 }
 
-// Returns when the starter or one of the two processes has ended.
+// Returns when the starter or one of the two processes has ended. Watches the memory of all of them meanwhile: the
+// engine looks at its own between two tasks only, and a script that takes memory in a loop is one task without end.
 void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
+    constexpr std::size_t limit = std::size_t{1536} << 20; // far above what pages need, below what hurts a machine
+    constexpr int interval = 250;                          // milliseconds
     std::array<pollfd, 4> watched{};
     watched[0] = {lifeline, POLLIN, 0};
     watched[1] = {static_cast<int>(syscall(SYS_pidfd_open, engine, 0)), POLLIN, 0};
     watched[2] = {display ? static_cast<int>(syscall(SYS_pidfd_open, display->process(), 0)) : -1, POLLIN, 0};
     for (;;) {
         watched[3] = {display ? display->serverDescriptor() : -1, POLLIN, 0};
-        if (poll(watched.data(), watched.size(), -1) < 0)
+        const int ready = poll(watched.data(), watched.size(), interval);
+        if (ready == 0)
+            killDescendantsBeyond(limit);
+        if (ready <= 0)
             continue;
         if ((watched[0].revents | watched[1].revents | watched[2].revents) != 0)
             return;

@@ -57,6 +57,22 @@ std::vector<pid_t> children(pid_t parent) {
     return found;
 }
 
+std::size_t residentBytes(pid_t process) {
+    std::ifstream pages("/proc/" + std::to_string(process) + "/statm");
+    std::size_t reserved = 0;
+    std::size_t resident = 0;
+    pages >> reserved >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+void killBeyond(pid_t parent, std::size_t bytes) {
+    for (const pid_t child : children(parent)) {
+        killBeyond(child, bytes);
+        if (residentBytes(child) > bytes)
+            kill(child, SIGKILL);
+    }
+}
+
 } // namespace
 
 pid_t startProgram(const std::string& path, const std::vector<std::string>& arguments,
@@ -114,6 +130,10 @@ void awaitDescendants(int milliseconds) {
             return;
         poll(nullptr, 0, step);
     }
+}
+
+void killDescendantsBeyond(std::size_t bytes) {
+    killBeyond(getpid(), bytes);
 }
 
 void endAllDescendants() {

@@ -31,6 +31,9 @@ void killTree(pid_t process);
 // Reaps children, orphans included, until none is left or so many milliseconds have passed.
 void awaitDescendants(int milliseconds);
 
+// SIGKILL for each descendant that holds more memory than `bytes`, shared memory counted in.
+void killDescendantsBeyond(std::size_t bytes);
+
 // SIGKILL for every descendant, until none is left: orphans are adopted, for which this process must be a subreaper.
 void endAllDescendants();
 
