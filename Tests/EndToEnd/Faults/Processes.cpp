@@ -1,0 +1,121 @@
+// The display and the processes of the run: missing, refused, killed.
+#include "Fault.h"
+
+#include "Site.h"
+
+#include <csignal>
+#include <sys/mount.h>
+
+namespace faults {
+namespace {
+
+constexpr const char* displayServer = "/usr/bin/Xvfb";
+constexpr const char* sandbox = "/usr/bin/bwrap";
+constexpr const char* busProxy = "/usr/bin/xdg-dbus-proxy";
+
+// A device cannot be run, so it stands for a program that is not there.
+auto replaceProgram(const char* program, const char* by) {
+    return [=](Setup& setup) { setup.inChild = [=] { return makePrivateMounts() && cover(program, by); }; };
+}
+
+auto refuseSandbox(bool switchedOff) {
+    return [=](Setup& setup) {
+        setup.inChild = [] { return makePrivateMounts() && cover(sandbox, "/bin/false"); };
+        if (switchedOff)
+            setup.environment["WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"] = "1";
+    };
+}
+
+auto mountOnTemporaryFolder(unsigned long flags, const char* options) {
+    return [=](Setup& setup) {
+        // The run's own folder stays where it is.
+        setup.inChild = [=, home = setup.home.string()] {
+            (void)home;
+            return makePrivateMounts() && mount("none", "/tmp", "tmpfs", flags, options) == 0;
+        };
+        setup.environment["HOME"] = "/nonexistent";
+    };
+}
+
+// Which way is out must be said where the refusal is.
+std::string namesTheWayOut(const Run& run) {
+    return run.errors().find("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS=1") != std::string::npos
+               ? ""
+               : "standard error does not name the way out: " + run.errors();
+}
+
+auto sendSoonAfterStart(Role role, int signal) {
+    return [=](Run& run) {
+        if (!run.waitFor(role))
+            return false;
+        run.wait(randomMoment());
+        return run.send(role, signal);
+    };
+}
+
+// On a page that never ends its load, so that the process is certainly there.
+void loadForEver(Setup& setup) {
+    setup.setURL(Site::shared().url("/grows"));
+}
+
+auto sendDuringLoad(Role role, int signal) {
+    return [=](Run& run) {
+        return run.waitUntil([] { return Site::shared().heardBeacon(); }, std::chrono::seconds(10)) &&
+               run.send(role, signal);
+    };
+}
+
+void addKills(std::vector<Fault>& faults, const std::string& name, Role role, int signal, const std::string& how) {
+    faults.push_back({.name = name + " " + how + " at a random moment",
+                      .act = sendSoonAfterStart(role, signal),
+                      .times = moments()});
+    faults.push_back({.name = name + " " + how + " during a load",
+                      .output = Output::Nothing,
+                      .prepare = loadForEver,
+                      .act = sendDuringLoad(role, signal)});
+}
+
+} // namespace
+
+std::vector<Fault> processFaults() {
+    std::vector<Fault> faults = {
+        {.name = "no display server", .output = Output::Nothing, .prepare = replaceProgram(displayServer, "/dev/null")},
+        {.name = "display server ends at once",
+         .output = Output::Nothing,
+         .prepare = replaceProgram(displayServer, "/bin/false")},
+        {.name = "no temporary folder to write to",
+         .output = Output::Nothing,
+         .prepare = mountOnTemporaryFolder(MS_RDONLY, "")},
+        {.name = "temporary folder full",
+         .output = Output::Nothing,
+         .prepare = mountOnTemporaryFolder(0, "size=4k,nr_inodes=2")},
+        {.name = "sandbox missing",
+         .output = Output::Nothing,
+         .prepare = replaceProgram(sandbox, "/dev/null"),
+         .check = namesTheWayOut},
+        {.name = "sandbox refused",
+         .output = Output::Nothing,
+         .prepare = refuseSandbox(false),
+         .check = namesTheWayOut},
+        {.name = "sandbox refused and switched off", .output = Output::Record, .prepare = refuseSandbox(true)},
+        {.name = "bus proxy missing",
+         .output = Output::RecordOrNothing,
+         .prepare = replaceProgram(busProxy, "/dev/null")},
+    };
+    addKills(faults, "display", Role::Display, SIGKILL, "killed");
+    addKills(faults, "display", Role::Display, SIGTERM, "ended");
+    addKills(faults, "web process", Role::WebProcess, SIGKILL, "killed");
+    addKills(faults, "web process", Role::WebProcess, SIGABRT, "crashed");
+    addKills(faults, "network process", Role::NetworkProcess, SIGKILL, "killed");
+    addKills(faults, "sandbox's first process", Role::SandboxInside, SIGKILL, "killed");
+    // The engine goes on without it, so a load without end would not end.
+    faults.push_back({.name = "sandbox's launcher killed at a random moment",
+                      .act = sendSoonAfterStart(Role::SandboxLauncher, SIGKILL),
+                      .times = moments()});
+    addKills(faults, "custodian", Role::Custodian, SIGKILL, "killed");
+    addKills(faults, "custodian", Role::Custodian, SIGSEGV, "crashed");
+    addKills(faults, "engine half", Role::EngineHalf, SIGKILL, "killed");
+    return faults;
+}
+
+} // namespace faults
