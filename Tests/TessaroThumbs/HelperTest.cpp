@@ -12,7 +12,7 @@ namespace tessaro {
 
 using brimle::DRLogger;
 
-ReplacedStandardOutput::ReplacedStandardOutput(std::FILE* stream) : before_(stdout) {
+ReplacedStandardOutput::ReplacedStandardOutput(std::FILE* stream) : before_(platform::standardOutput()) {
     std::fflush(stdout);
     platform::replaceStandardOutput(stream);
 }

@@ -397,7 +397,7 @@ TEST_F(Rendering, NothingIsWrittenBeforeEverythingIsReady) {
     ASSERT_GT(fcntl(ends[0], F_SETPIPE_SZ, 1 << 20), 1 << 19);
     {
         const ReplacedStandardOutput replaced(fdopen(ends[1], "w"));
-        std::setvbuf(stdout, nullptr, _IONBF, 0);
+        std::setvbuf(platform::standardOutput(), nullptr, _IONBF, 0);
         delegate->updateThumbnails();
     }
     EXPECT_TRUE(seen);
@@ -435,7 +435,7 @@ TEST_F(Rendering, AReaderThatHasGoneAwayIsNotNoticed) {
 TEST_F(Rendering, WithStandardOutputClosedTheRunEndsAllTheSame) {
     {
         const ReplacedStandardOutput replaced(std::fopen("/dev/null", "w"));
-        EXPECT_EQ(platform::closeStream(stdout), 0);
+        EXPECT_EQ(platform::closeStream(platform::standardOutput()), 0);
         delegate->updateThumbnails();
     }
     EXPECT_EQ(script().calls.back(), "NSApplication terminate the delegate");
