@@ -29,6 +29,15 @@ auto sendAtRandomMoment(Role role, int signal) {
     };
 }
 
+// Before the starter's first instruction, a signal has its default meaning. The engine half's end is no matter then.
+auto sendFatalAtRandomMoment(Role role, int signal) {
+    return [=](Run& run) {
+        const auto isReady = [&] { return role == Role::EngineHalf || run.handlesFatalSignals(role); };
+        return run.waitFor(role) && run.waitUntil(isReady, std::chrono::seconds(10)) &&
+               sendAtRandomMoment(role, signal)(run);
+    };
+}
+
 std::string nameOf(int signal) {
     return std::string("SIG") + sigabbrev_np(signal);
 }
@@ -61,7 +70,7 @@ std::vector<Fault> fatalSignalFaults() {
         for (const auto& [role, name] :
              {std::pair{Role::Starter, "starter"}, std::pair{Role::EngineHalf, "engine half"}}) {
             faults.push_back({.name = nameOf(signal) + " to the " + name + " at a random moment",
-                              .act = sendAtRandomMoment(role, signal),
+                              .act = sendFatalAtRandomMoment(role, signal),
                               .times = moments()});
         }
         faults.push_back({.name = nameOf(signal) + " to the engine half while a page spins",

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <glob.h>
@@ -71,6 +72,27 @@ std::string environmentOf(pid_t process, const std::string& name) {
     const std::string all = '\0' + contentsOf("/proc/" + std::to_string(process) + "/environ");
     const std::size_t at = all.find('\0' + name + '=');
     return at == std::string::npos ? "" : all.c_str() + at + name.size() + 2;
+}
+
+// The socket files that a display server listens on: the kernel's table has their numbers, the server's descriptors
+// too.
+std::set<std::string> socketsOf(pid_t server) {
+    std::set<std::string> descriptors;
+    std::set<std::string> found;
+    std::error_code gone;
+    for (const std::string& each : matches("/proc/" + std::to_string(server) + "/fd/*"))
+        descriptors.insert(std::filesystem::read_symlink(each, gone).string());
+    std::istringstream table(contentsOf("/proc/net/unix"));
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string number;
+        std::string path;
+        for (int column = 0; column < 7; ++column)
+            fields >> number;
+        if (fields >> path && path.starts_with("/tmp/.X11-unix/") && descriptors.contains("socket:[" + number + "]"))
+            found.insert(path);
+    }
+    return found;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& words) {
@@ -201,9 +223,7 @@ void Run::watchProcesses() {
                 runtimeFolders_.insert(folder);
     }
     if (displays_.empty() && process(Role::Display) != 0)
-        for (const std::string& lock : matches("/tmp/.X*-lock"))
-            if (std::atoi(contentsOf(lock).c_str()) == process(Role::Display))
-                displays_.insert(lock.substr(std::strlen("/tmp/.X"), lock.rfind("-lock") - std::strlen("/tmp/.X")));
+        displays_ = socketsOf(process(Role::Display));
 }
 
 void Run::step(milliseconds longest) {
@@ -250,6 +270,13 @@ pid_t Run::process(Role role) const {
     return found.empty() ? 0 : found.front();
 }
 
+bool Run::handlesFatalSignals(Role role) const {
+    const std::string status = contentsOf("/proc/" + std::to_string(process(role)) + "/status");
+    const std::size_t caught = status.find("SigCgt:");
+    return caught != std::string::npos &&
+           (std::strtoull(status.c_str() + caught + std::strlen("SigCgt:"), nullptr, 16) >> (SIGTRAP - 1) & 1) != 0;
+}
+
 bool Run::send(Role role, int signal) {
     const pid_t target = process(role);
     if (target == 0 || kill(target, signal) != 0)
@@ -286,10 +313,10 @@ std::set<std::string> Run::tracesLeft() const {
     for (const std::string& lock : matches("/tmp/.X*-lock"))
         if (everSeen_.contains(std::atoi(contentsOf(lock).c_str())))
             found.insert(lock);
-    for (const std::string& number : displays_)
-        if (!std::filesystem::exists("/tmp/.X" + number + "-lock") && // or another server has taken the number since
-            std::filesystem::exists("/tmp/.X11-unix/X" + number))
-            found.insert("/tmp/.X11-unix/X" + number);
+    for (const std::string& socket : displays_)
+        if (std::filesystem::exists(socket) &&
+            contentsOf("/proc/net/unix").find(' ' + socket + '\n') == std::string::npos)
+            found.insert(socket); // and no other server has taken its number since
     for (const std::string& folder : runtimeFolders_)
         if (std::filesystem::exists(folder))
             found.insert(folder);

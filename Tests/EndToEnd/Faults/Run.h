@@ -59,6 +59,8 @@ public:
     void goOnReading() { reads_ = true; }
     void closeOutput();                           // the reader goes away
     [[nodiscard]] pid_t process(Role role) const; // 0: there is none
+    // Whether the process has come so far that it handles the last of the fatal signals.
+    [[nodiscard]] bool handlesFatalSignals(Role role) const;
     // Sends the signal and notes the time as the fault's; false when there is no such process any more.
     bool send(Role role, int signal);
     void noteFault() { fault_ = Clock::now(); }
@@ -101,7 +103,7 @@ private:
     bool timedOut_ = false;
     std::map<pid_t, std::string> alive_; // descendants, zombies of others included, by command name
     std::set<pid_t> everSeen_;
-    std::set<std::string> displays_;       // numbers
+    std::set<std::string> displays_;       // socket files
     std::set<std::string> runtimeFolders_; //
     std::set<std::string> traces_;         // what was left at the end
     std::string stragglers_;               // processes left at the end
