@@ -47,6 +47,7 @@ void ThumbnailDownloaderAppDelegate::applicationDidFinishLaunching(const platfor
     _smallIcon.reset();
     _mediumIcon.reset();
     _largeIcon.reset();
+    loadiPhoneIcons(*url);
     _webView->mainFrame().loadRequest(NSURLRequest::requestWithURL(*url));
 }
 

@@ -39,6 +39,12 @@ public:
 
     void applicationDidFinishLaunching(const platform::NSNotification& notification) override;
 
+    // Fetches the site's touch icon into the medium image, which stays empty when there is none. Blocks for at most two
+    // requests of ten seconds, made one after the other; nothing of the main loop runs meanwhile.
+    void loadiPhoneIcons(const NSURL& url);
+    // The image at that path of the page's site; absent when there is none. `path` begins with "/".
+    [[nodiscard]] static std::optional<NSImage> loadImage_path(const NSURL& url, StringView path);
+
     // Renders the page, writes the record to standard output, closes it and terminates.
     void updateThumbnails();
     // Renders `viewRect` of the page, without the 50-point bands at its right and bottom, scaled to `thumbSize`, into
