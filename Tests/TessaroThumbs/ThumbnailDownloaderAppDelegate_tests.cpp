@@ -171,7 +171,8 @@ TEST_F(Launch, TheBannerIsTheFirstLine) {
     script().during["WebIconDatabase sharedIconDatabase"] = [&] { before = logged(); };
     launch();
     EXPECT_THAT(before, ElementsAre(banner()));
-    EXPECT_THAT(logged(), ElementsAre(banner()));
+    EXPECT_THAT(logged(), ElementsAre(banner(), "Trying: 'http://page.example/apple-touch-icon-precomposed.png'",
+                                      "Trying: 'http://page.example/apple-touch-icon.png'"));
     EXPECT_STREQ(build::version, "3.6");
     EXPECT_STREQ(build::revision, "0");
     EXPECT_STREQ(build::number, "31043");
@@ -234,7 +235,8 @@ TEST_F(Launch, APlatformExceptionOfTheIconDatabaseIsSwallowed) {
     setFlag(verbose);
     launch();
     EXPECT_TRUE(script().wasCalled("WebFrame loadRequest"));
-    EXPECT_THAT(logged(), ElementsAre(banner()));
+    EXPECT_THAT(logged(), ElementsAre(banner(), "Trying: 'http://page.example/apple-touch-icon-precomposed.png'",
+                                      "Trying: 'http://page.example/apple-touch-icon.png'"));
 }
 
 TEST_F(Launch, AnyOtherExceptionOfTheIconDatabasePropagatesBeforeThereIsAView) {
