@@ -3,7 +3,7 @@
 PRESET ?= release
 JOBS ?= $(shell nproc)
 
-.PHONY: build run test bench fuzz format lint install deb test-deb clean
+.PHONY: build run test test-sanitized bench fuzz format lint install deb test-deb clean
 
 build:
 	@scripts/install-dependencies
@@ -16,13 +16,16 @@ run: TARGETS = helper tessaro-record loopback-site
 run: build
 	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
 
-# Everything in the release build; then what needs no engine under the sanitizers, and every fuzz target for a moment.
+# Every fuzz target for a moment (sanitized builds), then every test of the release build.
 test: build
-	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
-	@$(MAKE) --no-print-directory build PRESET=asan-ubsan TARGETS=tests-without-engine
-	@ctest --test-dir build/asan-ubsan --output-on-failure -j $(JOBS) -L 'unit|system'
 	@$(MAKE) --no-print-directory build PRESET=fuzz TARGETS=fuzz-targets
 	@scripts/fuzz build/fuzz 2
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
+
+# What needs no engine, under AddressSanitizer and UndefinedBehaviorSanitizer.
+test-sanitized:
+	@$(MAKE) --no-print-directory build PRESET=asan-ubsan TARGETS=tests-without-engine
+	@ctest --test-dir build/asan-ubsan --output-on-failure -j $(JOBS) -L 'unit|system'
 
 bench:
 	@$(MAKE) build CMAKE_OPTIONS=-DTESSARO_BENCHMARKS=ON
