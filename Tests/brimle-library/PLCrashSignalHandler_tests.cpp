@@ -163,10 +163,11 @@ const DeathCase damagedHeaps[] = {
      }},
     {"written before its begin",
      [] {
-         auto* block = static_cast<volatile char*>(std::malloc(5000));
-         for (int i = -8; i < 0; ++i)
-             block[i] = 0x7F; // over the block's own size
-         std::free(const_cast<char*>(block));
+         void* const block = std::malloc(5000);
+         volatile char* volatile ownSize = static_cast<char*>(block) - 8; // volatile: the compiler would see through it
+         for (int i = 0; i < 8; ++i)
+             ownSize[i] = 0x7F;
+         std::free(block);
      }},
 };
 
