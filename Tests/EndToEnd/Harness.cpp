@@ -162,6 +162,8 @@ std::vector<std::string> Capture::log() const {
         messages.push_back(without(line.substr(std::min(line.find("| ") + 2, line.size())), Site::shared().url("")));
     if (!messages.empty())
         messages.erase(messages.begin());
+    // Every run asks for touch icons first; what that writes is tested with them.
+    std::erase_if(messages, [](const std::string& message) { return message.starts_with("Trying: '"); });
     return messages;
 }
 

@@ -79,7 +79,8 @@ public:
     [[nodiscard]] bool hasRecord() const { return record().has_value(); }
     // The large image's only page.
     [[nodiscard]] platform::NSBitmapImageRep picture() const;
-    // The log's messages without their heads, without the opening line, with the site's address cut off.
+    // The log's messages without their heads, without the opening line, with the site's address cut off
+    // and without the touch icons' lines.
     [[nodiscard]] std::vector<std::string> log() const;
     // Files below the home that the test did not put there, the log file excepted.
     [[nodiscard]] std::vector<std::string> filesLeft() const;

@@ -1,4 +1,5 @@
 // An application of somebody else's: uses every subsystem of the installed library, and fails when an answer is wrong.
+#include <Foundation/NSFileManager.h>
 #include <brimle/BRCrypto.h>
 #include <brimle/BRFiles.h>
 #include <brimle/BRScripts.h>
@@ -7,9 +8,9 @@
 #include <brimle/NSString+BrimleDomain.h>
 #include <brimle/NSString+BrimleHTML.h>
 #include <brimle/NSURL+Brimle.h>
-#include <Foundation/NSFileManager.h>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -24,10 +25,11 @@ void expect(bool holds, const char* what) {
 
 int main() {
     using namespace brimle;
-    DRLogger::setFileName(std::make_shared<const String>(u"consumer.log"));
+    const String logFile = (std::filesystem::current_path() / "consumer.log").u16string();
+    DRLogger::setFileName(std::make_shared<const String>(logFile));
     DRLogger::logger()->log("%@ started", String(u"consumer"));
     DRLogger::shutdown();
-    expect(platform::NSFileManager().fileExistsAtPath(u"consumer.log"), "diagnostics: the log file");
+    expect(platform::NSFileManager().fileExistsAtPath(logFile), "diagnostics: the log file");
 
     expect(br_MD5hex(platform::StringView(u"abc")) == u"900150983cd24fb0d6963f7d28e17f72", "crypto: a digest");
     expect(br_URLWithString(u"example.org")->absoluteString() == u"http://example.org", "text: an address");
