@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace brimle {
 namespace {
@@ -14,6 +16,17 @@ namespace {
 void keepForever(std::shared_ptr<const String> name) {
     static auto* kept = new std::vector<std::shared_ptr<const String>>;
     kept->push_back(std::move(name));
+}
+
+// A log that is a named pipe must not hold the application up: without a reader it cannot be opened, and what a full
+// one does not take is lost. Files do not know the difference. No child process inherits the stream.
+std::FILE* openForAppending(const char* path) {
+    constexpr mode_t anybodyLessMask = 0666;
+    const int file = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, anybodyLessMask);
+    std::FILE* stream = file >= 0 ? ::fdopen(file, "a") : nullptr;
+    if (!stream && file >= 0)
+        ::close(file);
+    return stream;
 }
 
 } // namespace
@@ -44,7 +57,9 @@ std::shared_ptr<DRLogger> DRLogger::logger() {
     return __drlogger;
 }
 
-void DRLogger::shutdown() { __drlogger.reset(); }
+void DRLogger::shutdown() {
+    __drlogger.reset();
+}
 
 void DRLogger::openLogFile(const std::shared_ptr<const String>& path) {
     if (filename == path)
@@ -61,7 +76,7 @@ void DRLogger::openLogFile(const std::shared_ptr<const String>& path) {
             platform::NSLog("Failed to create directory for '%@': %@", *filename, *error);
         } else {
             const auto bytes = platform::UTF8String(*filename);
-            output = bytes ? std::fopen(bytes->c_str(), "ae") : nullptr; // "e": no child process inherits it
+            output = bytes ? openForAppending(bytes->c_str()) : nullptr;
         }
     }
     log("== Opening log session ==");
@@ -89,7 +104,8 @@ void DRLogger::logMessage(StringView message) {
     if (!stream)
         return; // standard output is what lines go to, and it has had its end
     // One formatted write a line: other processes append to the same file.
-    std::fprintf(stream, "[%s] %s| %s\n", TESSARO_BUILD_NUMBER, when.data(), platform::lossyUTF8String(message).c_str());
+    std::fprintf(stream, "[%s] %s| %s\n", TESSARO_BUILD_NUMBER, when.data(),
+                 platform::lossyUTF8String(message).c_str());
     std::fflush(stream);
 }
 
@@ -104,8 +120,12 @@ void DRLogger::logException_file_line(const platform::NSException& exception, co
     log("%@", text());
 }
 
-void DRLogger::appWillTerminate(const platform::NSNotification&) { log("== Application will terminate =="); }
+void DRLogger::appWillTerminate(const platform::NSNotification&) {
+    log("== Application will terminate ==");
+}
 
-void shutdownLogger() { DRLogger::shutdown(); }
+void shutdownLogger() {
+    DRLogger::shutdown();
+}
 
 } // namespace brimle

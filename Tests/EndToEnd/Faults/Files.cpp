@@ -29,6 +29,12 @@ void makeLogUnwritable(Setup& setup) {
     fs::create_directories(setup.home / logFile); // a folder where a file should be
 }
 
+void putPipeInPlaceOfLog(Setup& setup) {
+    setup.logVerbosely();
+    fs::create_directories((setup.home / logFile).parent_path());
+    (void)mkfifo((setup.home / logFile).c_str(), S_IRWXU);
+}
+
 void fillDiskOfLog(Setup& setup) {
     setup.logVerbosely();
     fs::create_directories((setup.home / logFile).parent_path());
@@ -116,6 +122,7 @@ std::vector<Fault> fileFaults() {
     std::vector<Fault> faults = {
         {.name = "the log's folder cannot be made", .output = Output::LogAndRecord, .prepare = makeLogFolderImpossible},
         {.name = "the log file cannot be opened", .output = Output::LogAndRecord, .prepare = makeLogUnwritable},
+        {.name = "the log is a pipe that nobody reads", .output = Output::LogAndRecord, .prepare = putPipeInPlaceOfLog},
         {.name = "the log's disk is full (/dev/full)", .output = Output::Record, .prepare = fillDiskOfLog},
         {.name = "the log's disk is full (tmpfs)", .output = Output::Record, .prepare = inHome(mountFullDiskOnLogs)},
         {.name = "no file may grow beyond 100 bytes", .output = Output::RecordOrNothing, .prepare = limitFileSize},
