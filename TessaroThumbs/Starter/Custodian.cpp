@@ -8,13 +8,18 @@
 #include "TessaroThumbs/isPreferenceSet.h"
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <iomanip>
 #include <poll.h>
+#include <sstream>
 #include <sys/prctl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -68,11 +73,14 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
     return engine;
 }
 
-// Returns when the starter or one of the two processes has ended. Watches the memory of all of them meanwhile: the
-// engine looks at its own between two tasks only, and a script that takes memory in a loop is one task without end.
+// Returns when the starter or one of the two processes has ended, or the display does not come up. Watches the memory
+// of all of them meanwhile: the engine looks at its own between two tasks only, and a script that takes memory in a
+// loop is one task without end.
 void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
     constexpr std::size_t limit = std::size_t{1536} << 20; // far above what pages need, below what hurts a machine
     constexpr int interval = 250;                          // milliseconds
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point displayDue = Clock::now() + std::chrono::seconds(10); // it takes a twentieth of one
     std::array<pollfd, 4> watched{};
     watched[0] = {lifeline, POLLIN, 0};
     watched[1] = {static_cast<int>(syscall(SYS_pidfd_open, engine, 0)), POLLIN, 0};
@@ -82,6 +90,10 @@ void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
         const int ready = poll(watched.data(), watched.size(), interval);
         if (ready == 0)
             killDescendantsBeyond(limit);
+        if (display && display->serverDescriptor() >= 0 && Clock::now() > displayDue) {
+            std::fputs("TessaroThumbs: the private display does not come up.\n", stderr);
+            return;
+        }
         if (ready <= 0)
             continue;
         if ((watched[0].revents | watched[1].revents | watched[2].revents) != 0)
@@ -90,11 +102,19 @@ void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
     }
 }
 
-// A folder for this run alone, in place of the user's: the engine's sandbox leaves notes in it, and finds no session
-// bus there to which it would have to start a proxy. Empty when it cannot be made; then the user's serves.
-std::string makeRuntimeFolder() {
-    std::string folder = "/tmp/TessaroThumbs-XXXXXX";
-    return mkdtemp(folder.data()) ? folder : "";
+// The name of a folder for this run alone, in place of the user's: the engine's sandbox leaves notes in it, and finds
+// no session bus there to which it would have to start a proxy. Drawn before the fork, so that whichever of the two is
+// left can remove the folder, and made behind it, so that there is nothing to remove until two watch each other. Empty
+// without randomness; then the user's folder serves.
+std::string drawRuntimeFolder() {
+    std::array<unsigned char, 12> random{};
+    if (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
+        return "";
+    std::ostringstream name;
+    name << "/tmp/TessaroThumbs-" << std::hex << std::setfill('0');
+    for (const unsigned byte : random)
+        name << std::setw(2) << byte;
+    return name.str();
 }
 
 void removeFolder(const std::string& folder) {
@@ -111,7 +131,9 @@ void removeFolder(const std::string& folder) {
     if (wantsDisplay)
         display = PrivateDisplay::start();
     if (display || !wantsDisplay) {
-        const pid_t engine = startEngine(argc, argv, record, display ? &*display : nullptr, runtimeFolder);
+        const bool hasFolder = !runtimeFolder.empty() && mkdir(runtimeFolder.c_str(), S_IRWXU) == 0;
+        const pid_t engine =
+            startEngine(argc, argv, record, display ? &*display : nullptr, hasFolder ? runtimeFolder : "");
         close(record);
         if (engine > 0) {
             awaitEnd(lifeline, engine, display ? &*display : nullptr);
@@ -132,12 +154,10 @@ std::optional<Custodian> Custodian::start(int argc, char* argv[]) {
     Pipe record;
     Pipe lifeline;
     const bool wantsDisplay = needsPrivateDisplay(argc, argv);
-    // Made before the fork: whichever of the two is left removes it.
-    std::string runtimeFolder = wantsDisplay ? makeRuntimeFolder() : "";
+    std::string runtimeFolder = wantsDisplay ? drawRuntimeFolder() : "";
     const pid_t process = record.open() && lifeline.open() ? fork() : -1;
     if (process < 0) {
         std::perror("TessaroThumbs: the run could not be started");
-        removeFolder(runtimeFolder);
         return std::nullopt;
     }
     if (process == 0) {

@@ -35,7 +35,7 @@ private:
     int processDescriptor_;
     int recordStream_;
     int lifeline_;              // closed by the starter's end, whatever ends it
-    std::string runtimeFolder_; // of the run; empty when it has none
+    std::string runtimeFolder_; // of the run, if there is one; empty when it has none
 };
 
 } // namespace tessaro

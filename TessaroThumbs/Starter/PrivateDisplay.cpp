@@ -7,10 +7,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
+#include <fstream>
+#include <glob.h>
 #include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -47,8 +51,9 @@ int makeAuthority() {
     return file;
 }
 
-// Whether nobody listens on a socket any more: another server may have taken the number since.
-bool isStale(const std::string& socketPath) {
+// Whether the socket's server is gone. One that is about to listen refuses connections like one that is gone, so the
+// system's list of bound sockets is asked as well: another server may have taken the number.
+bool isAbandoned(const std::string& socketPath) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (socketPath.size() >= sizeof(address.sun_path))
@@ -59,7 +64,29 @@ bool isStale(const std::string& socketPath) {
                          connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 &&
                          errno == ECONNREFUSED;
     close(client);
+    std::ifstream bound("/proc/net/unix");
+    for (std::string line; refused && std::getline(bound, line);)
+        if (line.ends_with(" " + socketPath))
+            return false;
     return refused;
+}
+
+bool isOurs(const std::string& socketPath, time_t since) {
+    struct stat socket {};
+    return lstat(socketPath.c_str(), &socket) == 0 && S_ISSOCK(socket.st_mode) && socket.st_uid == geteuid() &&
+           socket.st_mtime >= since;
+}
+
+// A server that is killed leaves its socket (with "-displayfd" it makes no lock), perhaps before it has told its
+// number: then the socket is one of those that were made since the server's start.
+void removeAbandonedSockets(const std::string& number, time_t since) {
+    glob_t sockets{};
+    const std::string pattern = "/tmp/.X11-unix/X" + (number.empty() ? "*" : number);
+    if (glob(pattern.c_str(), GLOB_NOSORT, nullptr, &sockets) == 0)
+        for (std::size_t i = 0; i < sockets.gl_pathc; ++i)
+            if (isOurs(sockets.gl_pathv[i], since) && isAbandoned(sockets.gl_pathv[i]))
+                unlink(sockets.gl_pathv[i]);
+    globfree(&sockets);
 }
 
 } // namespace
@@ -81,6 +108,7 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
         "-dpi",      "96",         "-noreset",
         "-nolisten", "tcp",        "-extension",
         "GLX",       "-auth",      "/proc/self/fd/" + std::to_string(authorityTarget)};
+    const time_t started = std::time(nullptr);
     pid_t process = -1;
     if (authority >= 0 && nowhere >= 0 && pipe2(server.data(), O_CLOEXEC) == 0 && pipe2(number.data(), O_CLOEXEC) == 0)
         process = startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},
@@ -96,7 +124,7 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
     }
     close(nowhere);
     close(server[1]);
-    return PrivateDisplay(process, server[0], number[0], number[1], authority);
+    return PrivateDisplay(process, server[0], number[0], number[1], authority, started);
 }
 
 void PrivateDisplay::passNumberOn() {
@@ -113,11 +141,8 @@ void PrivateDisplay::passNumberOn() {
 }
 
 void PrivateDisplay::end() const {
-    const int status = endProgram(process_);
-    const std::string socketPath = "/tmp/.X11-unix/X" + name_.substr(0, name_.find('\n'));
-    // A server that was killed leaves its socket. (With "-displayfd" it makes no lock.)
-    if (WIFSIGNALED(status) && !name_.empty() && isStale(socketPath))
-        unlink(socketPath.c_str());
+    if (WIFSIGNALED(endProgram(process_)))
+        removeAbandonedSockets(name_.substr(0, name_.find('\n')), started_);
 }
 
 } // namespace tessaro

@@ -27,14 +27,16 @@ public:
     void end() const;
 
 private:
-    PrivateDisplay(pid_t process, int server, int number, int numberWriter, int authority)
-        : process_(process), server_(server), number_(number), numberWriter_(numberWriter), authority_(authority) {}
+    PrivateDisplay(pid_t process, int server, int number, int numberWriter, int authority, time_t started)
+        : process_(process), server_(server), number_(number), numberWriter_(numberWriter), authority_(authority),
+          started_(started) {}
 
     pid_t process_;
     int server_;
     int number_;
     int numberWriter_;
     int authority_;
+    time_t started_;   // seconds since the epoch
     std::string name_; // the number, as far as it has come
 };
 

@@ -9,6 +9,8 @@
 namespace faults {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr const char* displayServer = "/usr/bin/Xvfb";
 constexpr const char* sandbox = "/usr/bin/bwrap";
 constexpr const char* busProxy = "/usr/bin/xdg-dbus-proxy";
@@ -16,6 +18,32 @@ constexpr const char* busProxy = "/usr/bin/xdg-dbus-proxy";
 // A device cannot be run, so it stands for a program that is not there.
 auto replaceProgram(const char* program, const char* by) {
     return [=](Setup& setup) { setup.inChild = [=] { return makePrivateMounts() && cover(program, by); }; };
+}
+
+auto replaceDisplayServerByScript(const char* script) {
+    return [=](Setup& setup) {
+        const std::string program = (setup.home.parent_path() / "server").string();
+        testing_support::write(program, script);
+        fs::permissions(program, fs::perms::owner_all);
+        setup.inChild = [program] { return makePrivateMounts() && cover(displayServer, program.c_str()); };
+    };
+}
+
+constexpr const char* silentServer = "#!/bin/sh\nexec /bin/sleep 1000\n";
+// Dies between the making of its socket and the telling of its number.
+constexpr const char* shortLivedServer = R"(#!/usr/bin/python3
+import os, signal, socket
+server = socket.socket(socket.AF_UNIX)
+server.bind("/tmp/.X11-unix/X%d" % (1000 + os.getpid()))
+server.listen()
+os.kill(os.getpid(), signal.SIGKILL)
+)";
+
+std::string leftNoSocketOfTheShortLivedServer(const Run&) {
+    for (const auto& entry : fs::directory_iterator("/tmp/.X11-unix"))
+        if (entry.path().filename().string().size() > std::string_view("X999").size())
+            return "it left " + entry.path().string();
+    return "";
 }
 
 auto refuseSandbox(bool switchedOff) {
@@ -83,6 +111,14 @@ std::vector<Fault> processFaults() {
         {.name = "display server ends at once",
          .output = Output::Nothing,
          .prepare = replaceProgram(displayServer, "/bin/false")},
+        {.name = "display server neither comes up nor ends", // 10 seconds are waited for it
+         .output = Output::Nothing,
+         .prepare = replaceDisplayServerByScript(silentServer),
+         .limit = std::chrono::seconds(13)},
+        {.name = "display server killed before it told its number",
+         .output = Output::Nothing,
+         .prepare = replaceDisplayServerByScript(shortLivedServer),
+         .check = leftNoSocketOfTheShortLivedServer},
         {.name = "no temporary folder to write to",
          .output = Output::Nothing,
          .prepare = mountOnTemporaryFolder(MS_RDONLY, "")},
