@@ -16,10 +16,8 @@ run: TARGETS = helper tessaro-record loopback-site
 run: build
 	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
 
-# Every test of the release build but the fault matrix, which has a command of its own: it takes minutes and its table
-# is read by people (ctest --test-dir build/release -R fault-tests).
 test: build
-	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS) -E fault-tests
+	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
 
 # What needs no engine, under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-sanitized:
