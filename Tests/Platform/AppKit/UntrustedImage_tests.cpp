@@ -91,7 +91,7 @@ TEST(UntrustedImage, MutatedImagesAreHarmless) {
     const auto files = imageFiles();
     const auto descriptorsBefore = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     const auto begin = std::chrono::steady_clock::now();
-    constexpr int rounds = 300;
+    constexpr int rounds = 1000;
     for (int round = 0; round < rounds; ++round) {
         std::string bytes = contentsOf(files[random() % files.size()]);
         for (unsigned changes = 1 + random() % 8; changes > 0; --changes)

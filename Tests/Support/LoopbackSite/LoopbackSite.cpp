@@ -178,6 +178,8 @@ void LoopbackSite::answerWithFile(SoupServerMessage* message, const std::string&
     }
     const std::string body{std::istreambuf_iterator<char>(stream), {}};
     answer(message, SOUP_STATUS_OK, contentTypeOf(file), body);
+    if (fileStoring_ != nullptr)
+        soup_message_headers_replace(soup_server_message_get_response_headers(message), "Cache-Control", fileStoring_);
 }
 
 } // namespace loopback_site

@@ -39,6 +39,9 @@ public:
     LoopbackSite(const LoopbackSite&) = delete;
     LoopbackSite& operator=(const LoopbackSite&) = delete;
 
+    // For an hour. Without it no answer may be stored: every run of the helper begins without a cache.
+    void letFilesBeStored() { fileStoring_ = "max-age=3600"; }
+
     // Listens on 127.0.0.1 and returns the port: the preferred one when it is free and permitted, else a free one.
     // With a certificate it speaks HTTPS. Throws std::runtime_error when it cannot listen at all.
     std::uint16_t listen(std::uint16_t preferredPort, const CertificateFiles* certificate);
@@ -56,6 +59,7 @@ private:
     std::filesystem::path folder_;
     Handler handler_;
     std::FILE* requestLog_;
+    const char* fileStoring_ = nullptr; // the Cache-Control of files
     std::vector<std::unique_ptr<SoupServer, StopServer>> servers_;
 };
 

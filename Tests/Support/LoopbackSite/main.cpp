@@ -20,6 +20,7 @@ namespace {
 
 constexpr const char* usage = R"(Usage: loopback-site [options]
   --folder DIR   serve the files below DIR ("/" is DIR/index.html)
+  --storable     let clients store the files for an hour; otherwise they may not
   --routes       also answer the test routes (statuses, delays, faults, challenges)
   --port N       prefer this port for HTTP; a free one otherwise
   --https DIR    also serve HTTPS with a good, a self-signed and a wrong host's certificate, made anew in DIR
@@ -31,6 +32,7 @@ The ports are printed as one line of JSON; the server stops when its standard in
 struct Options {
     std::filesystem::path folder;
     bool routes = false;
+    bool storable = false;
     std::uint16_t port = 0;
     std::uint16_t httpsPort = 0;
     std::optional<std::filesystem::path> certificates;
@@ -50,6 +52,8 @@ Options parse(int count, char** words) {
             options.folder = value();
         else if (word == "--routes")
             options.routes = true;
+        else if (word == "--storable")
+            options.storable = true;
         else if (word == "--port")
             options.port = static_cast<std::uint16_t>(std::strtoul(value(), nullptr, 10));
         else if (word == "--https-port")
@@ -77,6 +81,8 @@ gboolean onInput(int descriptor, GIOCondition, void* loop) {
 void serve(const Options& options) {
     using namespace loopback_site;
     LoopbackSite site(options.folder, options.routes ? answerRoute : LoopbackSite::Handler(), options.log);
+    if (options.storable)
+        site.letFilesBeStored();
     std::string ports = "{\"http\": " + std::to_string(site.listen(options.port, nullptr));
     if (options.certificates) {
         const Certificates made = makeCertificates(*options.certificates);
