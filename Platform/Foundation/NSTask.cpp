@@ -3,9 +3,9 @@
 #include "ChildWatch.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -72,35 +72,15 @@ bool writeTo(int descriptor, DataView& input) {
     return !input.empty();
 }
 
-} // namespace
-
-void CollectedBytes::Deleter::operator()(std::uint8_t* bytes) const {
-    std::free(bytes); // NOLINT(cppcoreguidelines-no-malloc): realloc has no counterpart among containers
-}
-
-bool CollectedBytes::makeRoom() {
-    constexpr std::size_t smallest = std::size_t{64} * 1024; // what a pipe holds
-    if (capacity_ - size_ >= smallest)
-        return true;
-    const std::size_t wanted = std::max(capacity_ * 2, 2 * smallest);
-    auto* moved = static_cast<std::uint8_t*>(std::realloc(bytes_.get(), wanted));
-    if (!moved)
-        return false;
-    static_cast<void>(bytes_.release());
-    bytes_.reset(moved);
-    capacity_ = wanted;
-    return true;
-}
-
-bool CollectedBytes::readFrom(int descriptor) {
-    std::uint8_t dropped[4096];
-    complete_ = complete_ && makeRoom();
-    const ssize_t count = complete_ ? read(descriptor, bytes_.get() + size_, capacity_ - size_)
-                                    : read(descriptor, dropped, sizeof(dropped));
-    if (count > 0 && complete_)
-        size_ += static_cast<std::size_t>(count);
+// Hands on what is there; false at the end of the stream or on an error.
+bool readFrom(int descriptor, std::span<std::uint8_t> buffer, const NSTask::Receiver& receiver) {
+    const ssize_t count = read(descriptor, buffer.data(), buffer.size());
+    if (count > 0)
+        receiver(buffer.first(static_cast<std::size_t>(count)));
     return count > 0 || (count == -1 && (errno == EAGAIN || errno == EINTR));
 }
+
+} // namespace
 
 NSTask::NSTask(StringView launchPath, const std::vector<String>& arguments) {
     words_.push_back(lossyUTF8String(launchPath));
@@ -181,14 +161,15 @@ bool NSTask::launch(NSErrorPointer error) {
     return failure == 0;
 }
 
-void NSTask::exchange(DataView input, CollectedBytes& output, CollectedBytes& error) {
+void NSTask::exchange(DataView input, const Receiver& output, const Receiver& error) {
     const BrokenPipeGuard guard;
+    std::array<std::uint8_t, 64 * 1024> buffer; // what a pipe holds
     if (input.empty())
         closeOurs(0);
     const auto advance = [&](std::size_t stream) {
         if (stream == 0)
             return writeTo(pipes_[stream].ours, input);
-        return (stream == 1 ? output : error).readFrom(pipes_[stream].ours);
+        return readFrom(pipes_[stream].ours, buffer, stream == 1 ? output : error);
     };
     while (std::any_of(std::begin(pipes_), std::end(pipes_), [](const Pipe& pipe) { return pipe.ours != -1; })) {
         pollfd waiting[standardStreams];

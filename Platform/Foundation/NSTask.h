@@ -6,32 +6,10 @@
 
 #include "NSError.h"
 
-#include <memory>
+#include <functional>
 #include <sys/types.h>
 
 namespace platform {
-
-// Bytes collected from a stream. They grow in place (the C library moves pages, not bytes), so collecting costs no
-// second copy; `complete` is false when memory ran out and the rest of the stream was read and dropped.
-class CollectedBytes {
-public:
-    [[nodiscard]] DataView view() const { return {bytes_.get(), size_}; }
-    [[nodiscard]] bool complete() const { return complete_; }
-
-    // Reads what is there; false at the end of the stream or on an error. `descriptor` does not block.
-    bool readFrom(int descriptor);
-
-private:
-    struct Deleter {
-        void operator()(std::uint8_t* bytes) const;
-    };
-    [[nodiscard]] bool makeRoom();
-
-    std::unique_ptr<std::uint8_t[], Deleter> bytes_;
-    std::size_t size_ = 0;
-    std::size_t capacity_ = 0;
-    bool complete_ = true;
-};
 
 class NSTask {
 public:
@@ -51,11 +29,14 @@ public:
     // Starts the program. False, with an NSPOSIXErrorDomain error, when that cannot be done.
     bool launch(NSErrorPointer error);
 
+    // Takes what a stream delivered, at most 64 KiB at a time. Does not throw.
+    using Receiver = std::function<void(DataView bytes)>;
+
     // Writes all of `input` to the child and closes its standard input, and reads both outputs to their ends. All three
     // go on at the same time, so no child can bring this to a halt by leaving one of them alone; a child that ends
     // without reading its input is no error, and SIGPIPE does not reach the process. Streams without a pipe are passed
     // over.
-    void exchange(DataView input, CollectedBytes& output, CollectedBytes& error);
+    void exchange(DataView input, const Receiver& output, const Receiver& error);
 
     // Until the child has ended. Then terminationStatus is its exit status, or the number of the signal that ended it,
     // or -1 when the process ignores SIGCHLD and so cannot know.

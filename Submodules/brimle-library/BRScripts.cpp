@@ -3,49 +3,41 @@
 #include "Foundation/NSArrayDescription.h"
 #include "Foundation/NSFormat.h"
 #include "Foundation/NSTask.h"
+#include "brimle/CollectedText.h"
 #include "brimle/NSMutableDictionary+Brimle.h"
-#include "brimle/NSString+BrimleData.h"
-
-#include <new>
 
 namespace brimle {
 namespace {
 
-using platform::CollectedBytes;
 using platform::NSTask;
 using platform::stringWithFormat;
-
-// Absent when memory does not suffice.
-std::optional<String> decoded(const CollectedBytes& bytes) {
-    if (!bytes.complete())
-        return std::nullopt;
-    try {
-        return br_utf8stringWithData(bytes.view());
-    } catch (const std::bad_alloc&) {
-        return std::nullopt;
-    }
-}
 
 struct Outcome {
     std::optional<String> out; // absent: the child wrote nothing
     std::optional<String> err;
 };
 
+// Absent when nothing came.
+std::optional<String> textOf(CollectedText& collected, StringView otherwise) {
+    if (collected.empty())
+        return std::nullopt;
+    auto text = collected.text();
+    return text ? std::move(text) : String(otherwise);
+}
+
 Outcome outcomeOf(NSTask& task, std::optional<DataView> input) {
-    CollectedBytes out;
-    CollectedBytes err;
     if (input)
         static_cast<void>(task.setStandardInputPipe()); // without one the child shares ours
     if (!task.setStandardOutputPipe() || !task.setStandardErrorPipe() || !task.launch(nullptr))
         return {};
-    task.exchange(input.value_or(DataView()), out, err);
-    Outcome outcome;
-    if (!out.view().empty() || !out.complete())
-        outcome.out = decoded(out).value_or(u"Failed to convert output data into a string");
-    out = {}; // before the second text is made
-    if (!err.view().empty() || !err.complete())
-        outcome.err = decoded(err).value_or(u"Failed to convert error data into a string");
-    return outcome;
+    // Texts as they come, so that the raw output is never held beside them.
+    CollectedText out;
+    CollectedText err;
+    task.exchange(
+        input.value_or(DataView()), [&out](DataView bytes) { out.append(bytes); },
+        [&err](DataView bytes) { err.append(bytes); });
+    return {textOf(out, u"Failed to convert output data into a string"),
+            textOf(err, u"Failed to convert error data into a string")};
 }
 
 } // namespace
