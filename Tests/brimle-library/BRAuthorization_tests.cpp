@@ -352,5 +352,33 @@ TEST(BRAuthorization, TheProbeAsksTheFolderThatTheVariableNames) {
     std::fclose(file);
 }
 
+TEST(BRAuthorization, WithoutPolkitNothingRuns) {
+    const EnvironmentVariable bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus");
+    const TemporaryFolder folder;
+    const LogFile log;
+    const String command = u": > " + (folder / "out").u16string();
+    EXPECT_FALSE(runShellWithAuthorization(u"prompt", command));
+    EXPECT_FALSE(std::filesystem::exists(folder / "out"));
+    EXPECT_THAT(log.messages(),
+                ElementsAre("Failed to run shell command ': > " + (folder / "out").string() +
+                            "' with authorization, status: " + std::to_string(platform::errAuthorizationInternal)));
+}
+
+TEST(BRAuthorization, OtherRightsAreNotGranted) {
+    const AuthorizationItem right = {"system.other", {}, 0};
+    AuthorizationRef authorization;
+    const platform::AuthorizationServices& services = platform::authorizationServices();
+    EXPECT_EQ(services.AuthorizationCreate(std::span(&right, 1), {}, 19, authorization),
+              platform::errAuthorizationDenied);
+    EXPECT_EQ(services.AuthorizationExecuteWithPrivileges(nullptr, "/bin/true", 0, {}),
+              platform::errAuthorizationDenied);
+    authorization = std::make_shared<const platform::Authorization>();
+    const EnvironmentVariable path("PATH", "/no/such/folder");
+    EXPECT_EQ(services.AuthorizationExecuteWithPrivileges(authorization, "/bin/true", 0, {}),
+              platform::errAuthorizationToolExecuteFailure);
+    EXPECT_EQ(services.AuthorizationFree(authorization, 0), 0);
+    EXPECT_EQ(authorization, nullptr);
+}
+
 } // namespace
 } // namespace brimle
