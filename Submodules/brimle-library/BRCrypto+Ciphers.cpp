@@ -147,10 +147,11 @@ std::optional<Data> br_AESDecryptWithKey_ivec(DataView data, DataView key, std::
 }
 
 std::optional<Data> br_AESEncryptWithBinaryPassword_keySize_useSalt(DataView data, std::optional<DataView> password,
-                                                                    std::int32_t keySize, bool useSalt) {
+                                                                    std::int32_t keySize, bool useSalt,
+                                                                    const RandomDevice& device) {
     std::optional<Data> salt;
     if (useSalt)
-        salt = br_randomData(saltSize);
+        salt = br_randomData(saltSize, device);
     const KeyAndIvec derived = keyOfBinaryPassword(password, salt, keySize);
     return br_AESEncryptWithKey_ivec_salt(data, derived.key.bytes, derived.ivec.bytes, salt);
 }
@@ -174,8 +175,10 @@ std::optional<Data> br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(Data
 }
 
 std::optional<Data> br_AESEncryptWithPassword_keySize_PBKDF2Iterations(DataView data, StringView password,
-                                                                       std::int32_t keySize, std::int64_t iterations) {
-    const Data salt = br_randomData(saltSize);
+                                                                       std::int32_t keySize, std::int64_t iterations,
+                                                                       const RandomDevice& device) {
+    // Drawn before the key size is looked at, as ever: a refused call uses up random bytes too.
+    const Data salt = br_randomData(saltSize, device);
     return br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(data, password, keySize, iterations, salt);
 }
 

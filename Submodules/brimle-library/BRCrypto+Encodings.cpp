@@ -202,14 +202,19 @@ private:
 
 } // namespace
 
-Data br_randomData(std::int32_t length) {
+const RandomDevice& systemRandomDevice() {
+    static const RandomDevice device{[] { return open("/dev/urandom", O_RDONLY | O_CLOEXEC); }, read};
+    return device;
+}
+
+Data br_randomData(std::int32_t length, const RandomDevice& device) {
     Data data(length < 0 ? 0 : static_cast<std::size_t>(length));
-    const int device = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
-    if (device < 0)
+    const int descriptor = device.open();
+    if (descriptor < 0)
         return data; // zeros: callers are promised a buffer, not an error
     // One read, whatever it delivers: what is missing stays zero.
-    [[maybe_unused]] const ssize_t count = read(device, data.data(), data.size());
-    close(device);
+    static_cast<void>(device.read(descriptor, data.data(), data.size()));
+    close(descriptor);
     return data;
 }
 

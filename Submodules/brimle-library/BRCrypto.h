@@ -5,7 +5,7 @@
 // is written through DRLogger::log2, which is for one thread at a time.
 #pragma once
 
-#include "Foundation/NSString.h"
+#include "brimle/BRRandomDevice.h"
 
 namespace brimle {
 
@@ -18,7 +18,7 @@ using platform::StringView;
 
 // Random bytes of the system. When its random device cannot be opened or delivers less, the rest is zero and nothing
 // tells the caller. A negative length counts as 0.
-[[nodiscard]] Data br_randomData(std::int32_t length);
+[[nodiscard]] Data br_randomData(std::int32_t length, const RandomDevice& device = systemRandomDevice());
 
 // Base64 of RFC 4648 with padding, never with line breaks.
 [[nodiscard]] String br_base64encode(DataView data);
@@ -84,9 +84,9 @@ br_AESEncryptWithKey_ivec_salt(DataView data, DataView key, std::optional<DataVi
 // bare ciphertext without one.
 
 // Key and IV by the MD5 rule (see computeKeyAndIvec): the format of "openssl enc -md md5". Key size 16, else 32.
-[[nodiscard]] std::optional<Data> br_AESEncryptWithBinaryPassword_keySize_useSalt(DataView data,
-                                                                                  std::optional<DataView> password,
-                                                                                  std::int32_t keySize, bool useSalt);
+[[nodiscard]] std::optional<Data>
+br_AESEncryptWithBinaryPassword_keySize_useSalt(DataView data, std::optional<DataView> password, std::int32_t keySize,
+                                                bool useSalt, const RandomDevice& device = systemRandomDevice());
 [[nodiscard]] std::optional<Data>
 br_AESDecryptWithBinaryPassword_keySize(DataView data, std::optional<DataView> password, std::int32_t keySize);
 
@@ -96,9 +96,10 @@ br_AESDecryptWithBinaryPassword_keySize(DataView data, std::optional<DataView> p
 br_AESEncryptWithPassword_keySize_PBKDF2Iterations_salt(DataView data, StringView password, std::int32_t keySize,
                                                         std::int64_t iterations, std::optional<DataView> salt);
 // The same with 8 random bytes of salt.
-[[nodiscard]] std::optional<Data> br_AESEncryptWithPassword_keySize_PBKDF2Iterations(DataView data, StringView password,
-                                                                                     std::int32_t keySize,
-                                                                                     std::int64_t iterations);
+[[nodiscard]] std::optional<Data>
+br_AESEncryptWithPassword_keySize_PBKDF2Iterations(DataView data, StringView password, std::int32_t keySize,
+                                                   std::int64_t iterations,
+                                                   const RandomDevice& device = systemRandomDevice());
 // An absent password gives an absent result.
 [[nodiscard]] std::optional<Data> br_AESDecryptWithPassword_keySize_PBKDF2Iterations(DataView data,
                                                                                      std::optional<StringView> password,

@@ -2,6 +2,8 @@
 
 #include "Tests/Support/VectorFile.h"
 
+#include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/resource.h>
@@ -231,6 +233,49 @@ TEST(BRCryptoRandom, IsZeroWhenTheDeviceCannotBeOpened) {
     const Data data = br_randomData(8);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_EQ(data, Data(8));
+}
+
+struct DeliveryCase {
+    const char* what;
+    ssize_t delivered; // by the first read; -1: it fails
+    Data expected;
+};
+
+TEST(BRCryptoRandom, TakesWhatOneReadDelivers) {
+    const DeliveryCase rows[] = {
+        {"all", 8, Data(8, 0xA5)},
+        {"less", 3, {0xA5, 0xA5, 0xA5, 0, 0, 0, 0, 0}},
+        {"the end at once", 0, Data(8)},
+        {"an error", -1, Data(8)},
+    };
+    for (const DeliveryCase& row : rows) {
+        int reads = 0;
+        RandomDevice device = systemRandomDevice();
+        device.read = [&](int descriptor, void* buffer, std::size_t length) -> ssize_t {
+            EXPECT_GE(descriptor, 0);
+            EXPECT_EQ(length, 8u);
+            if (++reads > 1 || row.delivered < 0)
+                return -1;
+            std::memset(buffer, 0xA5, static_cast<std::size_t>(row.delivered));
+            return row.delivered;
+        };
+        EXPECT_EQ(br_randomData(8, device), row.expected) << row.what;
+        EXPECT_EQ(reads, 1) << row.what;
+    }
+}
+
+TEST(BRCryptoRandom, DoesNotReadFromADeviceThatCannotBeOpenedAndClosesTheOther) {
+    const RandomDevice none{[] { return -1; },
+                            [](int, void*, std::size_t) -> ssize_t {
+                                ADD_FAILURE() << "nothing was opened";
+                                return -1;
+                            }};
+    EXPECT_EQ(br_randomData(5, none), Data(5));
+    int opened = -1;
+    RandomDevice watched = systemRandomDevice();
+    watched.open = [&opened] { return opened = systemRandomDevice().open(); };
+    EXPECT_NE(br_randomData(16, watched), Data(16));
+    EXPECT_EQ(fcntl(opened, F_GETFD), -1) << "left open";
 }
 
 } // namespace
