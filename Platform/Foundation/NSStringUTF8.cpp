@@ -94,6 +94,17 @@ struct Decoder {
         }
         return out;
     }
+
+    // A block of which `ascii` characters come before the first one beyond ASCII, up to the next ASCII after that.
+    static char16_t* mixedBlock(const From*& in, std::size_t ascii, const From* stop, const From* end, char16_t* out) {
+        copyBlock(in, out); // as a whole, whatever of it counts
+        in += ascii;
+        out += ascii;
+        do
+            out = character(in, end, out);
+        while (out && in < stop && *in >= 0x80);
+        return out;
+    }
 };
 
 template <bool replaceLoneSurrogates>
@@ -101,6 +112,57 @@ struct Encoder {
     using From = char16_t;
 
     static constexpr std::uint64_t notASCII = 0xFF80FF80FF80FF80;
+    static constexpr std::uint64_t atLeastHalf = 0x8000800080008000; // units from 0x8000 up, surrogates among them
+
+    // The bytes of each unit of a block, the first one lowest, and their counts. Surrogates come out wrong.
+    struct Forms {
+        std::array<std::uint32_t, block> bytes;
+        std::array<std::uint32_t, block> lengths;
+    };
+
+    // Text of several scripts has characters of another length at every word, which no branch foresees. So all forms of
+    // a unit are computed, and one is taken by a mask, which compilers do for several units at once.
+    static Forms formsOf(const From* in) {
+        std::array<From, block> units;
+        std::memcpy(units.data(), in, sizeof units);
+        Forms forms;
+        for (std::size_t k = 0; k < block; ++k) {
+            const std::uint32_t unit = units[k];
+            const std::uint32_t notOne = unit >= 0x80 ? ~0u : 0u;
+            const std::uint32_t isThree = unit >= 0x800 ? ~0u : 0u;
+            const std::uint32_t two = 0x80C0 | unit >> 6 | (unit << 8 & 0x3F00);
+            const std::uint32_t three = 0x8080E0 | unit >> 12 | (unit << 2 & 0x3F00) | (unit << 16 & 0x3F0000);
+            forms.bytes[k] = (unit & ~notOne) | (two & notOne & ~isThree) | (three & isThree);
+            forms.lengths[k] = 1 - notOne - isThree; // a mask counts as -1
+        }
+        return forms;
+    }
+
+    // Writes the bytes, and up to three that mean nothing behind them.
+    static char* putForm(const Forms& forms, std::size_t k, char* out) {
+        for (int i = 0; i < 4; ++i) // compilers make one store of these
+            out[i] = static_cast<char>(forms.bytes[k] >> 8 * i);
+        return out + forms.lengths[k];
+    }
+
+    // A block up to its first surrogate, and with that one's character.
+    static char* mixedBlock(const From*& in, std::size_t, const From*, const From* end, char* out) {
+        std::uint64_t any = 0;
+        for (std::size_t k = 0; k < block; k += sizeof any / sizeof *in)
+            any |= load(in + k);
+        const Forms forms = formsOf(in);
+        if ((any & atLeastHalf) == 0) {
+            for (std::size_t k = 0; k < block; ++k)
+                out = putForm(forms, k, out);
+            in += block;
+            return out;
+        }
+        std::size_t k = 0;
+        for (; k < block && !isSurrogate(in[k]); ++k)
+            out = putForm(forms, k, out);
+        in += k;
+        return k < block ? character(in, end, out) : out;
+    }
 
     static char* put(char* out, std::initializer_list<char32_t> bytes) {
         for (const char32_t byte : bytes)
@@ -131,20 +193,20 @@ To* convertPiece(const typename Converter::From*& position, const typename Conve
     while (in < stop) {
         if (static_cast<std::size_t>(end - in) >= block) {
             const std::size_t ascii = leadingASCII<Converter>(in);
-            copyBlock(in, out); // as a whole, whatever of it counts
-            in += ascii;
-            out += ascii;
-            if (ascii == block)
-                continue;
+            if (ascii < block) {
+                out = Converter::mixedBlock(in, ascii, stop, end, out);
+            } else {
+                copyBlock(in, out);
+                in += block;
+                out += block;
+            }
         } else if (*in < 0x80) {
             *out++ = static_cast<To>(*in++);
-            continue;
-        }
-        do {
+        } else {
             out = Converter::character(in, end, out);
-            if (!out)
-                return nullptr;
-        } while (in < stop && *in >= 0x80);
+        }
+        if (!out)
+            return nullptr;
     }
     position = in;
     return out;
@@ -155,7 +217,7 @@ template <class Converter, class Text>
 bool convert(const typename Converter::From* in, std::size_t length, Text& out) {
     constexpr double roomy = 1.06;
     constexpr std::size_t mostForOne = 3; // a unit becomes three bytes at most, a byte one unit
-    std::array<typename Text::value_type, (pieceLength + block) * mostForOne> buffer;
+    std::array<typename Text::value_type, (pieceLength + 2 * block) * mostForOne> buffer; // pieces reach over their end
     const auto* const begin = in;
     for (const auto* const end = in + length; in < end;) {
         const auto* const stop = in + std::min<std::size_t>(pieceLength, static_cast<std::size_t>(end - in));

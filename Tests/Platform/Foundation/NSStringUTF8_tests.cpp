@@ -90,6 +90,29 @@ TEST(NSStringUTF8, AgreesWithICUOnLoneSurrogates) {
     }
 }
 
+TEST(NSStringUTF8, AgreesWithICUOnEveryUnitAtEveryPlaceOfABlock) {
+    for (const char16_t neighbour : {u'a', u'\u00E9', u'\u20AC'})
+        for (unsigned unit = 0; unit <= 0xFFFF; ++unit)
+            for (std::size_t place = 0; place < 18; ++place) {
+                String text(33, neighbour);
+                text[place] = static_cast<char16_t>(unit);
+                ASSERT_EQ(lossyUTF8String(text), lossilyEncodedByICU(text)) << unit << " at " << place;
+            }
+}
+
+// The longest forms from end to end, so that nothing is written beyond the room for a piece.
+TEST(NSStringUTF8, LongestFormsFillWholePieces) {
+    for (const StringView character : {u"\u20AC", u"\U0001F600", u"\uFFFD\U0010FFFF"})
+        for (std::size_t before = 0; before < 18; ++before) {
+            String text(before, u'x');
+            while (text.size() < 5000)
+                text += character;
+            const auto bytes = UTF8String(text);
+            ASSERT_EQ(bytes, encodedByICU(text)) << before;
+            ASSERT_EQ(stringWithUTF8(*bytes), text) << before;
+        }
+}
+
 // Characters that stand across the ends of the pieces in which text is converted.
 TEST(NSStringUTF8, PiecesMeetWithoutASeam) {
     for (const StringView character : {u"a", u"\u00E9", u"\u20AC", u"\U0001F600"})
