@@ -38,7 +38,7 @@ public:
 
     [[nodiscard]] std::span<const Pixel> pixels() const& { return pixels_; }
     [[nodiscard]] std::span<Pixel> pixels() & { return pixels_; }
-    void pixels() const&& = delete; // they would be gone at once
+    void pixels() const&& = delete;                                                  // they would be gone at once
     [[nodiscard]] Pixel pixelAt(int x, int y) const { return pixels_[index(x, y)]; } // y from the top
     [[nodiscard]] std::span<Pixel> row(int y) { return std::span(pixels_).subspan(index(0, y), width()); }
     [[nodiscard]] std::span<const Pixel> row(int y) const { return pixels().subspan(index(0, y), width()); }

@@ -14,7 +14,7 @@ std::optional<std::string> fileSystemPath(StringView path) {
 }
 
 bool isDirectory(const std::string& path) {
-    struct stat status{};
+    struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
@@ -39,13 +39,12 @@ int makeDirectoryAndParents(const std::string& path) {
 
 bool NSFileManager::fileExistsAtPath(StringView path) const {
     const auto bytes = fileSystemPath(path);
-    struct stat status{};
+    struct stat status {};
     return bytes && stat(bytes->c_str(), &status) == 0;
 }
 
-bool NSFileManager::createDirectoryAtPath_withIntermediateDirectories_error(StringView path,
-                                                                                       bool withIntermediates,
-                                                                                       NSErrorPointer error) const {
+bool NSFileManager::createDirectoryAtPath_withIntermediateDirectories_error(StringView path, bool withIntermediates,
+                                                                            NSErrorPointer error) const {
     const auto bytes = fileSystemPath(path);
     const int failure = !bytes ? ENOENT : withIntermediates ? makeDirectoryAndParents(*bytes) : makeDirectory(*bytes);
     if (failure != 0 && error)

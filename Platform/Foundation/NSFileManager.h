@@ -14,7 +14,7 @@ public:
     // Makes the folder, with missing parents if asked, with default permissions. A folder that already exists is a
     // success when intermediates are made, else EEXIST. False, with an NSPOSIXErrorDomain error, on failure.
     bool createDirectoryAtPath_withIntermediateDirectories_error(StringView path, bool withIntermediates,
-                                                                            NSErrorPointer error) const;
+                                                                 NSErrorPointer error) const;
 };
 
 } // namespace platform

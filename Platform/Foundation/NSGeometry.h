@@ -6,19 +6,19 @@ namespace platform {
 struct NSPoint {
     double x = 0;
     double y = 0;
-    friend bool operator==(const NSPoint &, const NSPoint &) = default;
+    friend bool operator==(const NSPoint&, const NSPoint&) = default;
 };
 
 struct NSSize {
     double width = 0;
     double height = 0;
-    friend bool operator==(const NSSize &, const NSSize &) = default;
+    friend bool operator==(const NSSize&, const NSSize&) = default;
 };
 
 struct NSRect {
     NSPoint origin;
     NSSize size;
-    friend bool operator==(const NSRect &, const NSRect &) = default;
+    friend bool operator==(const NSRect&, const NSRect&) = default;
 };
 
 [[nodiscard]] constexpr NSRect NSMakeRect(double x, double y, double width, double height) {
@@ -28,24 +28,24 @@ struct NSRect {
 // Where an image's source rectangle is asked for, this one means the whole image.
 inline constexpr NSRect NSZeroRect{};
 
-[[nodiscard]] constexpr double NSMaxX(const NSRect &rect) {
+[[nodiscard]] constexpr double NSMaxX(const NSRect& rect) {
     return rect.origin.x + rect.size.width;
 }
-[[nodiscard]] constexpr double NSMaxY(const NSRect &rect) {
+[[nodiscard]] constexpr double NSMaxY(const NSRect& rect) {
     return rect.origin.y + rect.size.height;
 }
 
 // Without an area: a width or height that is zero, negative or not a number.
-[[nodiscard]] constexpr bool NSIsEmptyRect(const NSRect &rect) {
+[[nodiscard]] constexpr bool NSIsEmptyRect(const NSRect& rect) {
     return !(rect.size.width > 0 && rect.size.height > 0);
 }
 
-[[nodiscard]] constexpr bool NSEqualSizes(const NSSize &a, const NSSize &b) {
+[[nodiscard]] constexpr bool NSEqualSizes(const NSSize& a, const NSSize& b) {
     return a == b;
 }
 
 // Moves every edge inwards by dx or dy; negative amounts move them outwards. The width or height may become negative.
-[[nodiscard]] constexpr NSRect NSInsetRect(const NSRect &rect, double dx, double dy) {
+[[nodiscard]] constexpr NSRect NSInsetRect(const NSRect& rect, double dx, double dy) {
     return NSMakeRect(rect.origin.x + dx, rect.origin.y + dy, rect.size.width - 2 * dx, rect.size.height - 2 * dy);
 }
 
@@ -54,7 +54,7 @@ enum NSRectEdge : unsigned { NSMinXEdge = 0, NSMinYEdge = 1, NSMaxXEdge = 2, NSM
 // Cuts a slice off the rectangle at an edge; slice and remainder may be the rectangle itself. An amount larger than the
 // rectangle takes all of it and leaves a remainder without extent at the opposite edge. A negative amount is not
 // clamped: the slice has that negative extent and the remainder is larger than the rectangle by as much.
-constexpr void NSDivideRect(NSRect rect, NSRect *slice, NSRect *remainder, double amount, NSRectEdge edge) {
+constexpr void NSDivideRect(NSRect rect, NSRect* slice, NSRect* remainder, double amount, NSRectEdge edge) {
     const bool horizontal = edge == NSMinXEdge || edge == NSMaxXEdge;
     const double extent = horizontal ? rect.size.width : rect.size.height;
     const double cut = amount > extent ? extent : amount;

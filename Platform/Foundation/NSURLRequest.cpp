@@ -36,6 +36,8 @@ void NSURLRequest::setAllowsAnyHTTPSCertificate_forHost(bool flag, StringView ho
     classOperations().setAllowsAnyHTTPSCertificate_forHost(flag, host);
 }
 
-bool NSURLRequest::HTTPShouldHandleCookies() { return classOperations().HTTPShouldHandleCookies(); }
+bool NSURLRequest::HTTPShouldHandleCookies() {
+    return classOperations().HTTPShouldHandleCookies();
+}
 
 } // namespace platform

@@ -20,9 +20,8 @@ public:
 
     [[nodiscard]] static NSURLRequest requestWithURL(NSURL url) { return NSURLRequest(std::move(url)); }
     // The time-out is in seconds.
-    [[nodiscard]] static NSURLRequest requestWithURL_cachePolicy_timeoutInterval(NSURL url,
-                                                                                NSURLRequestCachePolicy policy,
-                                                                                double timeout) {
+    [[nodiscard]] static NSURLRequest
+    requestWithURL_cachePolicy_timeoutInterval(NSURL url, NSURLRequestCachePolicy policy, double timeout) {
         NSURLRequest request(std::move(url));
         request.cachePolicy_ = policy;
         request.timeoutInterval_ = timeout;

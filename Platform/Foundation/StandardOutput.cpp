@@ -16,7 +16,9 @@ std::FILE* standardOutput() {
     return replacement ? replacement : stdout;
 }
 
-bool isStandardOutput(const std::FILE* stream) { return stream == (replacement ? replacement : stdout); }
+bool isStandardOutput(const std::FILE* stream) {
+    return stream == (replacement ? replacement : stdout);
+}
 
 void replaceStandardOutput(std::FILE* stream) {
     replacement = stream;

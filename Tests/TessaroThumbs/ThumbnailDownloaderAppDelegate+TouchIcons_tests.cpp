@@ -56,7 +56,7 @@ TEST_F(TouchIcons, ThePrecomposedOneWins) {
     const auto expected = NSImage::initWithData(imageFile("opaque.png"));
     EXPECT_EQ(delegate->_mediumIcon->size(), expected->size()) << "it keeps its own size";
     EXPECT_THAT(logged(), ElementsAre("Trying: 'http://example.org/apple-touch-icon-precomposed.png'",
-                                        "Using apple-touch-icon-precomposed.png"));
+                                      "Using apple-touch-icon-precomposed.png"));
 }
 
 TEST_F(TouchIcons, ThePlainOneIsTheSecondChoice) {
@@ -82,7 +82,7 @@ TEST_F(TouchIcons, WithoutOneThereIsNoMediumImageAndNoMoreToLog) {
     EXPECT_FALSE(delegate->_mediumIcon);
     EXPECT_EQ(requested().size(), 2u);
     EXPECT_THAT(logged(), ElementsAre("Trying: 'http://example.org/apple-touch-icon-precomposed.png'",
-                                        "Trying: 'http://example.org/apple-touch-icon.png'"));
+                                      "Trying: 'http://example.org/apple-touch-icon.png'"));
 }
 
 struct AddressCase {

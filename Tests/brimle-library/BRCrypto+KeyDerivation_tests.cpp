@@ -1,7 +1,7 @@
 #include "brimle/BRCrypto.h"
 
-#include "brimle/BRCryptoMemory.h"
 #include "Tests/Support/VectorFile.h"
+#include "brimle/BRCryptoMemory.h"
 
 #include <array>
 #include <gtest/gtest.h>

@@ -36,10 +36,22 @@ struct RuntimeCase {
 TEST(NSFormat, RuntimeFormatsNeverMisreadAnArgument) {
     const FormatArgument arguments[] = {FormatArgument(200), FormatArgument(u"text")};
     const RuntimeCase rows[] = {
-        {u"%d %@", u"200 text"},    {u"%hhd", u"-56"},     {u"%hhx %@", u"c8 text"}, {u"%@", u"%@"},
-        {u"%s", u"%s"},             {u"%n", u"%n"},        {u"%", u"%"},             {u"%ll", u"%ll"},
-        {u"%d %@ %d", u"200 text %d"}, {u"%*d", u"%*d"},   {u"é%dü", u"é200ü"},      {u"%c", u"È"},
-        {u"%é %d", u"%é 200"},      {u"", u""},            {u"%5d|", u"  200|"},     {u"%05llx|", u"000c8|"},
+        {u"%d %@", u"200 text"},
+        {u"%hhd", u"-56"},
+        {u"%hhx %@", u"c8 text"},
+        {u"%@", u"%@"},
+        {u"%s", u"%s"},
+        {u"%n", u"%n"},
+        {u"%", u"%"},
+        {u"%ll", u"%ll"},
+        {u"%d %@ %d", u"200 text %d"},
+        {u"%*d", u"%*d"},
+        {u"é%dü", u"é200ü"},
+        {u"%c", u"È"},
+        {u"%é %d", u"%é 200"},
+        {u"", u""},
+        {u"%5d|", u"  200|"},
+        {u"%05llx|", u"000c8|"},
     };
     for (const RuntimeCase& row : rows)
         EXPECT_EQ(stringWithRuntimeFormat(StringView(row.format), arguments), row.expected)
