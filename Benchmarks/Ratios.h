@@ -41,18 +41,25 @@ private:
     std::map<std::string, double> best_;
 };
 
-inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
+// Every benchmark, several times in a random order, told to the reporter.
+inline int runInterleaved(int argc, char** argv, int repetitions, benchmark::BenchmarkReporter& reporter) {
     std::vector<char*> arguments(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=7";
+    std::string times = "--benchmark_repetitions=" + std::to_string(repetitions);
     std::string interleaving = "--benchmark_enable_random_interleaving=true";
     std::string shortRuns = "--benchmark_min_time=0.05";
-    arguments.insert(arguments.begin() + 1, {repetitions.data(), interleaving.data(), shortRuns.data()});
+    arguments.insert(arguments.begin() + 1, {times.data(), interleaving.data(), shortRuns.data()});
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
         return 1;
-    RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    return 0;
+}
+
+inline int runWithRatios(int argc, char** argv, const std::vector<Ratio>& ratios) {
+    RatioReporter reporter;
+    if (const int failure = runInterleaved(argc, argv, 7, reporter))
+        return failure;
     reporter.printRatios(ratios);
     return 0;
 }

@@ -1,6 +1,8 @@
 // Scripts and the process table beside what they are measured against: the bare start and wait of a shell, also from a
 // process with 1 GiB resident, and pgrep. Wall time counts here: nearly all of it passes in other processes.
 
+#include "Ratios.h"
+
 #include "brimle/BRProcesses.h"
 #include "brimle/BRScripts.h"
 
@@ -81,11 +83,6 @@ void hundredMegabytesThrough(benchmark::State& state) {
         benchmark::DoNotOptimize(brimle::runTask(u"/bin/cat", {}, platform::DataView(input)));
 }
 
-struct Ratio {
-    const char* ours;
-    const char* peer;
-};
-
 // The median of each over its repetitions: starting a process varies more than computing does.
 class MedianReporter : public benchmark::ConsoleReporter {
 public:
@@ -130,17 +127,9 @@ BENCHMARK(hundredMegabytesThrough)->Unit(benchmark::kMillisecond)->UseRealTime()
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<char*> arguments(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=9";
-    std::string interleaving = "--benchmark_enable_random_interleaving=true";
-    std::string shortRuns = "--benchmark_min_time=0.05";
-    arguments.insert(arguments.begin() + 1, {repetitions.data(), interleaving.data(), shortRuns.data()});
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
-        return 1;
     MedianReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
+    if (const int failure = runInterleaved(argc, argv, 9, reporter))
+        return failure;
     reporter.printRatios({{"script", "bareShell"},
                           {"scriptWaited", "bareShell"},
                           {"scriptFromGibibyte", "bareShellFromGibibyte"},

@@ -1,19 +1,11 @@
 #include "Decoders.h"
+#include "JPEG2000Handles.h"
 
 #include <algorithm>
 #include <cstring>
-#include <openjpeg.h>
 
 namespace platform {
 namespace {
-
-struct Closer {
-    void operator()(opj_codec_t* codec) const { opj_destroy_codec(codec); }
-    void operator()(opj_image_t* image) const { opj_image_destroy(image); }
-};
-using CodecHandle = std::unique_ptr<opj_codec_t, Closer>;
-using ImageHandle = std::unique_ptr<opj_image_t, Closer>;
-using StreamHandle = std::unique_ptr<opj_stream_t, decltype(&opj_stream_destroy)>;
 
 struct Input {
     DataView data;
@@ -43,8 +35,8 @@ OPJ_OFF_T skipBytes(OPJ_OFF_T count, void* user) {
     return seekBytes(static_cast<OPJ_OFF_T>(input.position) + count, user) ? count : -1;
 }
 
-StreamHandle openStream(Input& input) {
-    StreamHandle stream(opj_stream_default_create(OPJ_TRUE), &opj_stream_destroy);
+JPEG2000Stream openStream(Input& input) {
+    JPEG2000Stream stream(opj_stream_default_create(OPJ_TRUE), &opj_stream_destroy);
     opj_stream_set_user_data(stream.get(), &input, nullptr);
     opj_stream_set_user_data_length(stream.get(), input.data.size());
     opj_stream_set_read_function(stream.get(), readBytes);
@@ -107,14 +99,14 @@ Representations bitmapFrom(const opj_image_t& image) {
 Representations decodeJPEG2000(DataView data, long budget) {
     const bool isBare = !data.empty() && data.front() == 0xFF;
     Input input{data};
-    const StreamHandle stream = openStream(input);
-    const CodecHandle codec(opj_create_decompress(isBare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
+    const JPEG2000Stream stream = openStream(input);
+    const JPEG2000Codec codec(opj_create_decompress(isBare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
     opj_image_t* header = nullptr;
     if (!opj_setup_decoder(codec.get(), &parameters) || !opj_read_header(stream.get(), codec.get(), &header))
         return {};
-    const ImageHandle image(header);
+    const JPEG2000Image image(header);
     const PixelSize size = sizeOf(*image);
     if (!isReadable(*image) || !isAcceptable(size) || hasTooManyTiles(codec.get()) ||
         static_cast<long>(size.wide) * static_cast<long>(size.high) > budget)

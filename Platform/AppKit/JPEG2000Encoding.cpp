@@ -1,20 +1,12 @@
 #include "Encoders.h"
+#include "JPEG2000Handles.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <openjpeg.h>
 
 namespace platform {
 namespace {
-
-struct Closer {
-    void operator()(opj_codec_t* codec) const { opj_destroy_codec(codec); }
-    void operator()(opj_image_t* image) const { opj_image_destroy(image); }
-};
-using CodecHandle = std::unique_ptr<opj_codec_t, Closer>;
-using ImageHandle = std::unique_ptr<opj_image_t, Closer>;
-using StreamHandle = std::unique_ptr<opj_stream_t, decltype(&opj_stream_destroy)>;
 
 // Box lengths are filled in afterwards: the stream is written at places, not only at its end.
 struct Output {
@@ -46,7 +38,7 @@ OPJ_OFF_T skipBytes(OPJ_OFF_T count, void* user) {
     return seekBytes(static_cast<OPJ_OFF_T>(output.position) + count, user) ? count : -1;
 }
 
-ImageHandle imageFrom(const NSBitmapImageRep& bitmap) {
+JPEG2000Image imageFrom(const NSBitmapImageRep& bitmap) {
     opj_image_cmptparm_t parameters[4]{};
     for (auto& parameter : parameters) {
         parameter.dx = parameter.dy = 1;
@@ -54,7 +46,7 @@ ImageHandle imageFrom(const NSBitmapImageRep& bitmap) {
         parameter.h = static_cast<OPJ_UINT32>(bitmap.pixelsHigh());
         parameter.prec = 8;
     }
-    ImageHandle image(opj_image_create(4, parameters, OPJ_CLRSPC_SRGB));
+    JPEG2000Image image(opj_image_create(4, parameters, OPJ_CLRSPC_SRGB));
     if (!image)
         return nullptr;
     image->x1 = parameters[0].w;
@@ -74,9 +66,9 @@ ImageHandle imageFrom(const NSBitmapImageRep& bitmap) {
 } // namespace
 
 std::optional<Data> encodeJPEG2000(const NSBitmapImageRep& bitmap) {
-    const ImageHandle image = imageFrom(bitmap);
-    const CodecHandle codec(opj_create_compress(OPJ_CODEC_JP2));
-    const StreamHandle stream(opj_stream_default_create(OPJ_FALSE), &opj_stream_destroy);
+    const JPEG2000Image image = imageFrom(bitmap);
+    const JPEG2000Codec codec(opj_create_compress(OPJ_CODEC_JP2));
+    const JPEG2000Stream stream(opj_stream_default_create(OPJ_FALSE), &opj_stream_destroy);
     if (!image || !codec || !stream)
         return std::nullopt;
     Output output;

@@ -1,6 +1,7 @@
 #include "brimle/NSString+BrimleDomain.h"
 
 #include "TextReference.h"
+#include "TextRows.h"
 
 #include "Tests/Support/RandomText.h"
 
@@ -14,11 +15,6 @@ namespace {
 
 using testing_support::RandomText;
 using testing_support::shown;
-
-struct Row {
-    StringView text;
-    StringView expected;
-};
 
 TEST(NSStringBrimleDomain, TheTableIsFrozen) {
     ASSERT_EQ(TLDs.size(), 877u);
@@ -40,7 +36,7 @@ TEST(NSStringBrimleDomain, TheTableIsFrozen) {
 }
 
 TEST(NSStringBrimleDomain, RegistrableDomain) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"http://", u""},
         {u"http:///x", u""},
@@ -98,10 +94,7 @@ TEST(NSStringBrimleDomain, RegistrableDomain) {
         {u"a.b.co.u\u212A", u"b.co.uk"}, // the Kelvin sign is a K
         {u"a.b.co\uFF0Euk", u"b.co\uFF0Euk"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(br_stringByExtracting2ndTLD(row.text), row.expected) << shown(row.text);
-        EXPECT_EQ(reference::secondLevelDomain(row.text), row.expected) << shown(row.text);
-    }
+    expectRows(rows, br_stringByExtracting2ndTLD, reference::secondLevelDomain);
     const String lone = String(u"y.x.k12") + char16_t(0xD800) + u".us"; // counts three bytes
     EXPECT_EQ(br_stringByExtracting2ndTLD(lone), lone.substr(2));
 }
@@ -145,7 +138,7 @@ TEST(NSStringBrimleDomain, Numbers) {
 }
 
 TEST(NSStringBrimleDomain, HostAndPort) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"http://example.org:8080/a", u"example.org:8080"},
         {u"http://example.org/a", u"example.org:(null)"},
         {u"https://Example.ORG", u"Example.ORG:(null)"},
@@ -160,12 +153,11 @@ TEST(NSStringBrimleDomain, HostAndPort) {
         {u"http://:80/", u"(null):80"},
         {u"//h:8/", u"h:8"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_stringByExtractingHostAndPort(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_stringByExtractingHostAndPort);
 }
 
 TEST(NSStringBrimleDomain, LoginTitles) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"https://login.example.co.uk/", u"Example"},
         {u"http://my-bank.com", u"My-Bank"},
         {u"http://10.0.0.1/", u"10"},
@@ -178,8 +170,7 @@ TEST(NSStringBrimleDomain, LoginTitles) {
         {u"http://.com", u""},
         {u"a_b.com", u"A_B"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_urlAsLoginTitle(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_urlAsLoginTitle);
 }
 
 TEST(NSStringBrimleDomain, AnyThread) {

@@ -1,6 +1,7 @@
 #include "brimle/NSString+BrimleHTML.h"
 
 #include "TextReference.h"
+#include "TextRows.h"
 
 #include "Tests/Support/RandomText.h"
 
@@ -12,17 +13,12 @@ namespace {
 using testing_support::RandomText;
 using testing_support::shown;
 
-struct Row {
-    StringView text;
-    StringView expected;
-};
-
 constexpr StringView operator""_v(const char16_t* text, std::size_t length) {
     return {text, length};
 }
 
 TEST(HTMLEntities, Decoding) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"plain; #65;", u"plain; #65;"},
         {u"&copy;&nbsp;&yuml;", u"\u00A9\u00A0\u00FF"},
@@ -89,10 +85,7 @@ TEST(HTMLEntities, Decoding) {
         {u";&#65", u";&#65"},
         {u"&#65;;&#66;;", u"A;B;"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(br_stringByDecodingHTMLEntities(row.text), row.expected) << shown(row.text);
-        EXPECT_EQ(reference::decodingHTMLEntities(row.text), row.expected) << shown(row.text);
-    }
+    expectRows(rows, br_stringByDecodingHTMLEntities, reference::decodingHTMLEntities);
     const String lone{u'&', 0xDE00, u'\0', u'&', u'#', u'6', u'5', u';', 0xD83D};
     EXPECT_EQ(br_stringByDecodingHTMLEntities(lone), (String{u'&', 0xDE00, u'\0', u'A', 0xD83D}));
     EXPECT_EQ(br_stringByDecodingHTMLEntities(u"&#xD83D;"), String(1, char16_t(0xD83D)));
@@ -121,7 +114,7 @@ TEST(HTMLEntities, EqualTheStepsOnRandomText) {
 }
 
 TEST(HTMLEscapes, Printable) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"a < b & c > d", u"a &lt; b &amp; c &gt; d"},
         {u"&lt;", u"&amp;lt;"},
@@ -138,14 +131,11 @@ TEST(HTMLEscapes, Printable) {
         {u"\n\r\r", u"<br /><br />"},
         {u"a\u2028b\u2029c\u0085d\te", u"a<br />b\u2029c\u0085d\te"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(br_asPrintableHTML(row.text), row.expected) << shown(row.text);
-        EXPECT_EQ(br_html(row.text), row.expected) << shown(row.text);
-    }
+    expectRows(rows, br_asPrintableHTML, br_html);
 }
 
 TEST(HTMLEscapes, Script) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"\\n", u"\\\\n"},
         {u"\n", u"\\n"},
@@ -154,12 +144,11 @@ TEST(HTMLEscapes, Script) {
         {u"</script>&", u"&lt;/script&gt;&amp;"},
         {u"\r\t\u2028", u"\r\t\u2028"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_javascript(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_javascript);
 }
 
 TEST(HTMLEscapes, AnyEncoding) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"it's\r", u"it's\r"},
         {u"\u00E9\u00A0", u"&#233;&#160;"},
@@ -168,8 +157,7 @@ TEST(HTMLEscapes, AnyEncoding) {
         {u"\x7F\u0080\uFFFF", u"\x7F&#128;&#65535;"},
         {u"\0"_v, u"\0"_v},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_htmlString(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_htmlString);
     EXPECT_EQ(br_htmlString(String{0xDC00, u'x'}), u"&#56320;x");
 }
 

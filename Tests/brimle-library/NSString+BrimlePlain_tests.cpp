@@ -1,6 +1,7 @@
 #include "brimle/NSString+BrimlePlain.h"
 
 #include "TextReference.h"
+#include "TextRows.h"
 
 #include "Tests/Support/RandomText.h"
 
@@ -12,13 +13,8 @@ namespace {
 using testing_support::RandomText;
 using testing_support::shown;
 
-struct Row {
-    StringView text;
-    StringView expected;
-};
-
 TEST(NSStringBrimlePlain, StripsAccentMarks) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"Ñandú Çà Ÿ Å", u"Nandu Ça Y Å"},
         {u"ÀÁÂÃÄàáâãäÈÉÊËèéêëÌÍÎÏìíîïÑñÒÓÔÕÖòóôõöÙÚÛÜùúûüŸÿ", u"AAAAAaaaaaEEEEeeeeIIIIiiiiNnOOOOOoooooUUUUuuuuYy"},
@@ -26,8 +22,7 @@ TEST(NSStringBrimlePlain, StripsAccentMarks) {
         {u"e\u0301", u"e\u0301"},
         {u"\u0177\u0179\u00BF\u0100\u1E00", u"\u0177\u0179\u00BF\u0100\u1E00"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_stringByStrippingAccentMarks(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_stringByStrippingAccentMarks);
     std::size_t changed = 0;
     for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
         const String text(1, static_cast<char16_t>(unit));
@@ -39,7 +34,7 @@ TEST(NSStringBrimlePlain, StripsAccentMarks) {
 }
 
 TEST(NSStringBrimlePlain, MakesLegalFilePaths) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"My Files/report (1).txt", u"My\\ Files/report\\ \\(1\\).txt"},
         {u" a", u"\\ a"},
@@ -56,10 +51,7 @@ TEST(NSStringBrimlePlain, MakesLegalFilePaths) {
         {u"'\u0301", u"\\'\u0301"},
         {u"\u2018 \u00A0", u"\u2018\\ \u00A0"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(br_stringAsLegalFilePath(row.text), row.expected) << shown(row.text);
-        EXPECT_EQ(reference::asLegalFilePath(row.text), row.expected) << shown(row.text);
-    }
+    expectRows(rows, br_stringAsLegalFilePath, reference::asLegalFilePath);
 }
 
 TEST(NSStringBrimlePlain, EqualsTheStepsOnRandomText) {
@@ -81,15 +73,14 @@ TEST(NSStringBrimlePlain, EqualsTheStepsOnRandomText) {
 }
 
 TEST(NSStringBrimlePlain, CleansForPredicates) {
-    const Row rows[] = {
+    const TextRow rows[] = {
         {u"", u""},
         {u"plain\ttext\v\u2028\u0085", u"plain\ttext\v\u2028\u0085"},
         {u"a\r\nb", u"a  b"},
         {u"\n\r\f", u"   "},
         {u"\\n\\014", u"\\n\\014"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(br_validPredicateFormatString(row.text), row.expected) << shown(row.text);
+    expectRows(rows, br_validPredicateFormatString);
 }
 
 TEST(NSStringBrimlePlain, CutsTags) {
