@@ -180,9 +180,10 @@ private:
 
     template <class T>
     static bool assign(PropertyList& out, std::optional<T> value) {
-        if (value)
-            out.value = *std::move(value);
-        return value.has_value();
+        if (!value)
+            return false;
+        out.value = *std::move(value);
+        return true;
     }
 
     static bool setScalar(PropertyList& out, std::string_view name, const std::string& text) {

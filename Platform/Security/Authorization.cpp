@@ -63,6 +63,7 @@ OSStatus execute(const AuthorizationRef& authorization, const char* pathToTool, 
     std::vector<std::string> words = {"pkexec", "--keep-cwd", pathToTool};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);

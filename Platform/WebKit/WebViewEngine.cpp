@@ -176,12 +176,12 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
         watchCompletion();
         break;
     case PageReaction::DidFailProvisionalLoad:
-        if (frameLoadDelegate)
+        if (frameLoadDelegate && error)
             frameLoadDelegate->webView_didFailProvisionalLoadWithError_forFrame(owner_, *error, owner_.mainFrame_);
         owner_.mainFrame_.setProvisionalDataSource(std::nullopt);
         break;
     case PageReaction::DidFailLoad:
-        if (frameLoadDelegate)
+        if (frameLoadDelegate && error)
             frameLoadDelegate->webView_didFailLoadWithError_forFrame(owner_, *error, owner_.mainFrame_);
         break;
     case PageReaction::DidReceiveIcon:

@@ -138,7 +138,7 @@ inline String decodingHTMLEntities(StringView text) {
     std::size_t p = 0;
     for (std::size_t length = work.size(); p < length; length = work.size()) {
         const std::size_t a = work.find(u"&#", p);
-        const std::size_t s = work.find(u";", p);
+        const std::size_t s = work.find(u';', p);
         if (a == String::npos || s == String::npos || s <= a) {
             ++p;
             continue;
@@ -260,7 +260,7 @@ inline std::size_t registrableStart(const std::string& host) {
 inline String secondLevelDomain(StringView text) {
     if (text.empty())
         return String();
-    const String host = fullDomain(text);
+    String host = fullDomain(text);
     if (host.find_first_not_of(u".0123456789") == String::npos)
         return host;
     const std::string bytes = bytesOf(host);
