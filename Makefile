@@ -1,9 +1,10 @@
 # The commands for people; the build itself is CMake's (see CMakePresets.json).
 
 PRESET ?= release
+PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 
-.PHONY: build run test test-sanitized bench fuzz format lint install deb test-deb clean
+.PHONY: build run test test-sanitized bench fuzz format lint docs install deb test-deb clean
 
 build:
 	@scripts/install-dependencies
@@ -33,12 +34,22 @@ fuzz:
 	@scripts/fuzz build/fuzz $(SECONDS_EACH)
 
 format:
+	@scripts/install-dependencies clang-format
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
-lint: build
+lint:
+	@scripts/install-dependencies clang-format clang-tidy
 	@git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
-	@git ls-files '*.cpp' | grep -v '^Fuzz/' | xargs -P $(JOBS) -n 4 clang-tidy -p build/$(PRESET) --quiet --extra-arg=-Wno-unknown-warning-option
+	@cmake --preset lint >/dev/null
+	@git ls-files '*.cpp' | grep -v '^Fuzz/' | xargs -P $(JOBS) -n 4 clang-tidy -p build/lint --quiet --extra-arg=-Wno-unknown-warning-option
 
+# The reference of the library's headers.
+docs:
+	@scripts/install-dependencies
+	@cmake --preset $(PRESET) >/dev/null
+	@doxygen build/$(PRESET)/Doxyfile && echo build/$(PRESET)/reference/html/index.html
+
+install: CMAKE_OPTIONS = -DCMAKE_INSTALL_PREFIX=$(PREFIX)
 install: build
 	@cmake --install build/$(PRESET)
 

@@ -1,5 +1,6 @@
 // An application of somebody else's: uses every subsystem of the installed library, and fails when an answer is wrong.
 #include <Foundation/NSFileManager.h>
+#include <TessaroThumbs/ThumbnailRecord.h>
 #include <brimle/BRCrypto.h>
 #include <brimle/BRFiles.h>
 #include <brimle/BRScripts.h>
@@ -45,5 +46,9 @@ int main() {
     expect(createUUID().size() == 36, "system: an identifier");
     const auto result = runScriptWaitForExit(u"echo", u"hello", std::nullopt, true);
     expect(result.stringForKey(u"out") == u"hello\n", "system: a script");
+
+    const std::string bytes = "CCAAFFEE" + std::string("\3\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16) + "abc";
+    const auto record = tessaro::readThumbnailRecord(platform::charactersAsBytes(bytes), nullptr);
+    expect(record && platform::bytesAsCharacters(record->identifier) == "abc", "records: an identifier");
     return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
