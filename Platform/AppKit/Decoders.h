@@ -16,7 +16,7 @@ using Representations = std::vector<NSBitmapImageRep>;
 // Icons and cursors of Windows: entries with a bitmap and a mask, or with a whole PNG file.
 [[nodiscard]] Representations decodeICO(DataView data, long budget);
 // Icon families of Mac OS: 24-bit icons with 8-bit masks, ARGB, PNG and JPEG 2000 entries; the older ones with 1, 4 and
-// 8 bits a pixel are passed over.
+// 8 bits a pixel and 1-bit masks.
 [[nodiscard]] Representations decodeICNS(DataView data, long budget);
 
 // Adds an entry's representations to those of its file and takes their pixels off the budget.

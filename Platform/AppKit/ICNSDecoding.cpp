@@ -1,5 +1,6 @@
 #include "ByteReader.h"
 #include "Decoders.h"
+#include "ICNSPaletteIcons.h"
 #include "ImageDecoding.h"
 
 namespace platform {
@@ -153,6 +154,12 @@ Representations decodeICNS(DataView data, long budget) {
                 append(result, std::move(found), budget);
             }
     }
+    // Behind the others, so that of two icons of one size the one with more colours is drawn.
+    Representations older = decodePaletteIcons([&](std::string_view name) { return contentOf(entries, name); }, budget);
+    older.erase(older.begin() +
+                    static_cast<std::ptrdiff_t>(std::min(older.size(), maximumRepresentations - result.size())),
+                older.end());
+    append(result, std::move(older), budget);
     return result;
 }
 
