@@ -1,5 +1,8 @@
-// UTF-8 and UTF-16, against ICU's converters.
+// UTF-8 and UTF-16, against ICU's converters; and text collected from pieces, against the whole.
 #include "FuzzText.h"
+
+#include "brimle/CollectedText.h"
+#include "brimle/NSString+BrimleData.h"
 
 #include <unicode/ustring.h>
 
@@ -18,6 +21,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(*ours == decoded, "decodes otherwise");
         require(platform::UTF8String(*ours) == bytes, "does not come back");
     }
+    brimle::CollectedText collected;
+    for (std::size_t at = 0, step = 1; at < size; at += step, step = 1 + data[at % size] % 8)
+        collected.append({data + at, std::min(step, size - at)});
+    require(collected.text() == brimle::br_utf8stringWithData(platform::DataView(data, size)), "collects otherwise");
     const platform::String text = fuzzing::textOf(data, size);
     std::string encoded(text.size() * 3 + 1, '\0');
     error = U_ZERO_ERROR;

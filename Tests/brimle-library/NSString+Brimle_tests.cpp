@@ -2,7 +2,9 @@
 
 #include "TextReference.h"
 
+#include "Foundation/NSBundle.h"
 #include "Tests/Support/RandomText.h"
+#include "Tests/Support/Translations.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -228,6 +230,23 @@ TEST(NSStringBrimle, DescribesSizes) {
     };
     for (const auto& [bytes, expected] : rows)
         EXPECT_EQ(br_humanReadableSizeStringForBytes(bytes), expected) << bytes;
+}
+
+// The format is what is translated, before it is filled: one translation serves every number.
+TEST(NSStringBrimle, DescribesSizesInTheApplicationsLanguage) {
+    const testing_support::Translations translations({{"", "Content-Type: text/plain; charset=UTF-8\n"},
+                                                      {"%llu bytes", "%llu \xD0\xB1"},
+                                                      {"%llu KB", "%llu kB"},
+                                                      {"%.1f MB", "MB: %.1f"},
+                                                      {"%.1f GB", "%.1f%s"},
+                                                      {"1 KB", "not this one"}});
+    platform::NSBundle::mainBundle().setLocalizations("app", translations.folder());
+    EXPECT_EQ(br_humanReadableSizeStringForBytes(7), u"7 \u0431");
+    EXPECT_EQ(br_humanReadableSizeStringForBytes(1025), u"1 kB");
+    EXPECT_EQ(br_humanReadableSizeStringForBytes(1572864), u"MB: 1.5");
+    EXPECT_EQ(br_humanReadableSizeStringForBytes(1073741825), u"1.0 GB"); // a translation that would misread
+    platform::NSBundle::mainBundle().setLocalizations("", "");
+    EXPECT_EQ(br_humanReadableSizeStringForBytes(1025), u"1 KB");
 }
 
 } // namespace
