@@ -65,8 +65,10 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
         descriptors.push_back({display->numberDescriptor(), displayDescriptor});
         descriptors.push_back({display->authorityDescriptor(), authorityDescriptor});
     }
-    const pid_t engine = startProgram(enginePath(), std::vector<std::string>(argv, argv + argc),
-                                      engineEnvironment(display != nullptr, runtimeFolder), descriptors, SIGKILL);
+    const std::string path = enginePath();
+    const std::string folder = path.substr(0, path.find_last_of('/'));
+    const pid_t engine = startProgram(path, std::vector<std::string>(argv, argv + argc),
+                                      engineEnvironment(display != nullptr, folder, runtimeFolder), descriptors, SIGKILL);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");

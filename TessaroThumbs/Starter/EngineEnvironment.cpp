@@ -1,6 +1,7 @@
 #include "TessaroThumbs/Starter/EngineEnvironment.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
 #include <unistd.h>
 
@@ -45,14 +46,23 @@ void put(std::vector<std::string>& environment, std::string_view name, std::stri
     environment.push_back(std::string(name) + "=" + std::string(value));
 }
 
+// Empty libraries in place of ones that the engine names but does not use, ahead of the caller's own folders.
+std::string libraryPath(const std::string& engineFolder) {
+    const char* callers = std::getenv("LD_LIBRARY_PATH");
+    const std::string folder = engineFolder + "/unused-libraries";
+    return callers && *callers ? folder + ":" + callers : folder;
+}
+
 } // namespace
 
-std::vector<std::string> engineEnvironment(bool privateDisplay, const std::string& runtimeFolder) {
+std::vector<std::string> engineEnvironment(bool privateDisplay, const std::string& engineFolder,
+                                           const std::string& runtimeFolder) {
     std::vector<std::string> environment;
     for (char** entry = environ; entry && *entry; ++entry)
         environment.emplace_back(*entry);
     for (const Setting& setting : always)
         put(environment, setting.name, setting.value);
+    put(environment, "LD_LIBRARY_PATH", libraryPath(engineFolder));
     if (!runtimeFolder.empty())
         put(environment, "XDG_RUNTIME_DIR", runtimeFolder);
     if (privateDisplay) {

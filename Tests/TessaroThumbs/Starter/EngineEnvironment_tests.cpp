@@ -18,7 +18,7 @@ std::map<std::string, std::string> madeFrom(std::vector<std::string> own, bool p
     pointers.push_back(nullptr);
     char** before = environ;
     environ = pointers.data();
-    const std::vector<std::string> made = engineEnvironment(privateDisplay, runtimeFolder);
+    const std::vector<std::string> made = engineEnvironment(privateDisplay, "/helper", runtimeFolder);
     environ = before;
     std::map<std::string, std::string> values;
     for (const std::string& entry : made) {
@@ -48,6 +48,10 @@ TEST(EngineEnvironment, HasWhatMakesARunQuietPrivateAndQuick) {
         {"WEBKIT_A11Y_BUS_ADDRESS", "unix:path=/x", "", ""},
         {"GIO_USE_VFS", "gvfs", "local", "local"},
         {"MESA_SHADER_CACHE_DISABLE", "false", "true", "true"},
+        // Empty libraries first, then the caller's own
+        {"LD_LIBRARY_PATH", nullptr, "/helper/unused-libraries", "/helper/unused-libraries"},
+        {"LD_LIBRARY_PATH", "", "/helper/unused-libraries", "/helper/unused-libraries"},
+        {"LD_LIBRARY_PATH", "/a:/b", "/helper/unused-libraries:/a:/b", "/helper/unused-libraries:/a:/b"},
         // The caller's display
         {"DISPLAY", ":0", none, ":0"},
         {"WAYLAND_DISPLAY", "wayland-0", none, "wayland-0"},
@@ -99,7 +103,7 @@ TEST(EngineEnvironment, AnEmptyEnvironmentIsNoObstacle) {
     EXPECT_EQ(madeFrom({}, false).at("GDK_SCALE"), "1");
     char** before = environ;
     environ = nullptr;
-    const auto made = engineEnvironment(true, "");
+    const auto made = engineEnvironment(true, "/helper", "");
     environ = before;
     EXPECT_NE(std::find(made.begin(), made.end(), "GDK_SCALE=1"), made.end());
 }
