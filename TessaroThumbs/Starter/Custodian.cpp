@@ -67,18 +67,31 @@ pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* disp
     }
     const std::string path = enginePath();
     const std::string folder = path.substr(0, path.find_last_of('/'));
-    const pid_t engine = startProgram(path, std::vector<std::string>(argv, argv + argc),
-                                      engineEnvironment(display != nullptr, folder, runtimeFolder), descriptors, SIGKILL);
+    const pid_t engine =
+        startProgram(path, std::vector<std::string>(argv, argv + argc),
+                     engineEnvironment(display != nullptr, folder, runtimeFolder), descriptors, SIGKILL);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");
     return engine;
 }
 
-// Returns when the starter or one of the two processes has ended, or the display does not come up. Watches the memory
-// of all of them meanwhile: the engine looks at its own between two tasks only, and a script that takes memory in a
-// loop is one task without end.
-void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
+// The engine half has closed its output. What is left for it to do is a line in its log and the leaving; nothing of
+// this needs its own children or the display, so these go meanwhile.
+void letEngineLeave(pid_t engine, const PrivateDisplay* display) {
+    constexpr int patience = 250; // milliseconds
+    if (display)
+        kill(display->process(), SIGTERM);
+    killChildren(engine);
+    pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, engine, 0)), POLLIN, 0};
+    (void)poll(&ended, 1, patience);
+    close(ended.fd);
+}
+
+// Returns when the starter has all of the output (true), or when it or one of the two processes has ended, or the
+// display does not come up. Watches the memory of all of them meanwhile: the engine looks at its own between two tasks
+// only, and a script that takes memory in a loop is one task without end.
+bool awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
     constexpr std::size_t limit = std::size_t{1536} << 20; // far above what pages need, below what hurts a machine
     constexpr int interval = 250;                          // milliseconds
     using Clock = std::chrono::steady_clock;
@@ -94,12 +107,12 @@ void awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
             killDescendantsBeyond(limit);
         if (display && display->serverDescriptor() >= 0 && Clock::now() > displayDue) {
             std::fputs("TessaroThumbs: the private display does not come up.\n", stderr);
-            return;
+            return false;
         }
         if (ready <= 0)
             continue;
         if ((watched[0].revents | watched[1].revents | watched[2].revents) != 0)
-            return;
+            return (watched[0].revents & POLLIN) != 0; // a word; its end without one shows otherwise
         display->passNumberOn();
     }
 }
@@ -138,7 +151,8 @@ void removeFolder(const std::string& folder) {
             startEngine(argc, argv, record, display ? &*display : nullptr, hasFolder ? runtimeFolder : "");
         close(record);
         if (engine > 0) {
-            awaitEnd(lifeline, engine, display ? &*display : nullptr);
+            if (awaitEnd(lifeline, engine, display ? &*display : nullptr))
+                letEngineLeave(engine, display ? &*display : nullptr);
             killTree(engine);
         }
     }
@@ -176,6 +190,7 @@ std::optional<Custodian> Custodian::start(int argc, char* argv[]) {
 }
 
 void Custodian::end() {
+    (void)!write(lifeline_, "!", 1);
     close(lifeline_);
     while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
     }

@@ -23,7 +23,7 @@ public:
     // Becomes readable when the custodian has ended. Then nobody closes the stream for processes that still hold it.
     [[nodiscard]] int processDescriptor() const { return processDescriptor_; }
 
-    // Ends every process of the run and returns when they are gone.
+    // The output has ended: lets the engine half leave, ends every process of the run and returns when they are gone.
     void end();
 
 private:
@@ -34,7 +34,7 @@ private:
     pid_t process_;
     int processDescriptor_;
     int recordStream_;
-    int lifeline_;              // closed by the starter's end, whatever ends it
+    int lifeline_;              // closed by the starter's end, whatever ends it; a word before tells that it has all
     std::string runtimeFolder_; // of the run, if there is one; empty when it has none
 };
 

@@ -28,7 +28,7 @@ constexpr Setting onPrivateDisplay[] = {
     {"GDK_BACKEND", "x11"},
     {"GDK_GL", "disable"},                              // 60 ms
     {"__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent"}, // 80 ms; taken back before the page is loaded
-    {"GTK_THEME", "Raleigh"},                           // built in: no theme files to read
+    {"GTK_THEME", "Plain"},                             // one of the substitutes
     // No session bus, neither found nor started: with an address of one, the engine puts a proxy to it into its
     // sandbox, which takes 15 ms. Nothing else is found under its mere name either.
     {"PATH", "/nonexistent"},
@@ -46,11 +46,11 @@ void put(std::vector<std::string>& environment, std::string_view name, std::stri
     environment.push_back(std::string(name) + "=" + std::string(value));
 }
 
-// Empty libraries in place of ones that the engine names but does not use, ahead of the caller's own folders.
-std::string libraryPath(const std::string& engineFolder) {
+// The substitutes' folder (see cmake/EngineSubstitutes.cmake) ahead of the caller's own ones. The engine's sandbox
+// shows its processes every folder of this variable with all that is in it.
+std::string libraryPath(const std::string& substitutes) {
     const char* callers = std::getenv("LD_LIBRARY_PATH");
-    const std::string folder = engineFolder + "/unused-libraries";
-    return callers && *callers ? folder + ":" + callers : folder;
+    return callers && *callers ? substitutes + ":" + callers : substitutes;
 }
 
 } // namespace
@@ -62,7 +62,8 @@ std::vector<std::string> engineEnvironment(bool privateDisplay, const std::strin
         environment.emplace_back(*entry);
     for (const Setting& setting : always)
         put(environment, setting.name, setting.value);
-    put(environment, "LD_LIBRARY_PATH", libraryPath(engineFolder));
+    const std::string substitutes = engineFolder + "/substitutes";
+    put(environment, "LD_LIBRARY_PATH", libraryPath(substitutes));
     if (!runtimeFolder.empty())
         put(environment, "XDG_RUNTIME_DIR", runtimeFolder);
     if (privateDisplay) {
@@ -72,6 +73,7 @@ std::vector<std::string> engineEnvironment(bool privateDisplay, const std::strin
         });
         for (const Setting& setting : onPrivateDisplay)
             put(environment, setting.name, setting.value);
+        put(environment, "GTK_DATA_PREFIX", substitutes);
     }
     return environment;
 }

@@ -120,6 +120,11 @@ void killTree(pid_t process) {
         killTree(child);
 }
 
+void killChildren(pid_t process) {
+    for (const pid_t child : children(process))
+        killTree(child);
+}
+
 void awaitDescendants(int milliseconds) {
     constexpr int step = 5;
     for (int waited = 0; waited < milliseconds; waited += step) {

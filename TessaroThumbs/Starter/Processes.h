@@ -28,6 +28,9 @@ int endProgram(pid_t child);
 // SIGKILL for a process and all its descendants at once. Does not wait for their end.
 void killTree(pid_t process);
 
+// The same for each child of a process, which itself goes on.
+void killChildren(pid_t process);
+
 // Reaps children, orphans included, until none is left or so many milliseconds have passed.
 void awaitDescendants(int milliseconds);
 

@@ -215,6 +215,13 @@ TEST_F(Run, EndsWithStatusZeroAndLeavesNothing) {
         }
 }
 
+TEST_F(Run, TheEngineMayStillLeaveInPeaceBehindItsOutput) {
+    const ProcessResult result = testing_support::run(program(), arguments("record close slowly"), options);
+    EXPECT_EQ(summary(result.output), "record of 200034");
+    EXPECT_TRUE(std::filesystem::exists(reportFile().string() + ".left"));
+    EXPECT_GE(result.ended - result.endOfOutput, std::chrono::milliseconds(80)) << "the reader did not wait for it";
+}
+
 enum class Victim : unsigned char { Starter, Custodian, Engine, Display };
 
 struct KillRow {

@@ -49,9 +49,9 @@ TEST(EngineEnvironment, HasWhatMakesARunQuietPrivateAndQuick) {
         {"GIO_USE_VFS", "gvfs", "local", "local"},
         {"MESA_SHADER_CACHE_DISABLE", "false", "true", "true"},
         // Empty libraries first, then the caller's own
-        {"LD_LIBRARY_PATH", nullptr, "/helper/unused-libraries", "/helper/unused-libraries"},
-        {"LD_LIBRARY_PATH", "", "/helper/unused-libraries", "/helper/unused-libraries"},
-        {"LD_LIBRARY_PATH", "/a:/b", "/helper/unused-libraries:/a:/b", "/helper/unused-libraries:/a:/b"},
+        {"LD_LIBRARY_PATH", nullptr, "/helper/substitutes", "/helper/substitutes"},
+        {"LD_LIBRARY_PATH", "", "/helper/substitutes", "/helper/substitutes"},
+        {"LD_LIBRARY_PATH", "/a:/b", "/helper/substitutes:/a:/b", "/helper/substitutes:/a:/b"},
         // The caller's display
         {"DISPLAY", ":0", none, ":0"},
         {"WAYLAND_DISPLAY", "wayland-0", none, "wayland-0"},
@@ -63,7 +63,8 @@ TEST(EngineEnvironment, HasWhatMakesARunQuietPrivateAndQuick) {
         // The private one's
         {"GDK_BACKEND", "wayland", "x11", "wayland"},
         {"GDK_GL", nullptr, "disable", none},
-        {"GTK_THEME", "Adwaita:dark", "Raleigh", "Adwaita:dark"},
+        {"GTK_THEME", "Adwaita:dark", "Plain", "Adwaita:dark"},
+        {"GTK_DATA_PREFIX", nullptr, "/helper/substitutes", none},
         {"__EGL_VENDOR_LIBRARY_FILENAMES", nullptr, "/nonexistent", none},
         // The caller's own
         {"HOME", "/home/u", "/home/u", "/home/u"},

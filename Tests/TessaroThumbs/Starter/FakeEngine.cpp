@@ -144,6 +144,11 @@ int main(int argc, char* argv[]) {
         put(record().substr(0, 100000));
     if (does("close"))
         close(tessaro::recordDescriptor);
+    if (does("slowly")) { // after its output
+        constexpr useconds_t aTenthOfASecond = 100'000;
+        usleep(aTenthOfASecond);
+        std::ofstream(value("-report") + ".left") << "left";
+    }
     if (does("abort"))
         std::abort();
     if (does("kill"))
