@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -25,10 +26,18 @@ void leaveAtOnce() {
     _exit(EXIT_SUCCESS);
 }
 
+// Pictures of megabytes come and go. Given back to the system each time, their pages would have to be cleared anew.
+void keepFreedMemory() {
+    constexpr int manyMegabytes = 256 << 20; // bytes
+    mallopt(M_MMAP_THRESHOLD, manyMegabytes);
+    mallopt(M_TRIM_THRESHOLD, manyMegabytes);
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
     std::atexit(leaveAtOnce);
+    keepFreedMemory();
     if (takeDescriptor(tessaro::recordDescriptor))
         if (std::FILE* record = fdopen(tessaro::recordDescriptor, "w"))
             platform::replaceStandardOutput(record);
