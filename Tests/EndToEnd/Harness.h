@@ -65,7 +65,7 @@ public:
     Capture(const std::vector<std::string>& arguments, const CaptureOptions& options);
 
     Process& process() { return *process_; }
-    const std::filesystem::path& home() const { return home_.path(); }
+    [[nodiscard]] const std::filesystem::path& home() const { return home_.path(); }
     // The run's living processes, the helper's own included.
     [[nodiscard]] Processes processes() const;
     [[nodiscard]] std::vector<pid_t> processes(const std::string& name) const;

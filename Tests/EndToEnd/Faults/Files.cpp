@@ -49,7 +49,7 @@ void limitFileSize(Setup& setup) {
     };
 }
 
-auto inHome(std::function<bool(const char*)> change) {
+auto inHome(const std::function<bool(const char*)>& change) {
     return [=](Setup& setup) {
         setup.logVerbosely();
         setup.inChild = [change, path = setup.home.string()] { return makePrivateMounts() && change(path.c_str()); };
@@ -73,7 +73,7 @@ bool mountFullDiskOnLogs(const char* folder) {
     return true;
 }
 
-auto preferences(std::string contents) {
+auto preferences(const std::string& contents) {
     return [=](Setup& setup) { setup.setPreferences(contents); };
 }
 

@@ -26,8 +26,9 @@ __attribute__((noinline)) int overflow(int depth) {
     return overflow(depth + 1) + page[0];
 }
 
-void* overflowOnThread(void*) {
-    return reinterpret_cast<void*>(static_cast<long>(overflow(0)));
+void* overflowOnThread(void* result) {
+    *static_cast<volatile int*>(result) = overflow(0);
+    return nullptr;
 }
 
 void corruptHeap() {
@@ -58,7 +59,8 @@ void inject(std::string_view fault) {
         (void)overflow(0);
     if (fault == "stack overflow on another thread") {
         pthread_t thread{};
-        pthread_create(&thread, nullptr, overflowOnThread, nullptr);
+        int result = 0;
+        pthread_create(&thread, nullptr, overflowOnThread, &result);
         pthread_join(thread, nullptr);
     }
 }
