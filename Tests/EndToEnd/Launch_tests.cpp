@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <set>
 
 namespace end_to_end {
 namespace {
@@ -160,6 +161,30 @@ TEST(Launch, WorksTheSameWhereverItIsStarted) {
         ASSERT_TRUE(capture.hasRecord()) << row.name;
         EXPECT_EQ(describe(capture.picture().pixelAt(290, 215)), "0xFF336699") << row.name;
     }
+}
+
+// In the engine half, in the network process, and in the sandbox of the web process.
+TEST(Launch, TheEnginesProcessesFindTheSubstitutes) {
+    Site::shared().forgetRequests();
+    Capture capture(Site::shared().url("/never"));
+    ASSERT_TRUE(testing_support::waitUntil([] { return Site::shared().sawRequest("GET /never"); }));
+    const std::filesystem::path substitutes = program("substitutes");
+    int libraries = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(substitutes))
+        libraries += entry.is_regular_file() ? 1 : 0;
+    EXPECT_GT(libraries, 0);
+    for (const char* name : {"TessaroThumbsEngine", "WebKitNetworkProcess", "WebKitWebProcess"}) {
+        const auto pids = capture.processes(name);
+        ASSERT_EQ(pids.size(), 1U) << name;
+        const std::string mapped = testing_support::contentsOf("/proc/" + std::to_string(pids[0]) + "/maps");
+        std::set<std::string> found;
+        for (std::size_t at = mapped.find(substitutes.string() + "/"); at != std::string::npos;
+             at = mapped.find(substitutes.string() + "/", at + 1))
+            found.insert(mapped.substr(at, mapped.find('\n', at) - at));
+        EXPECT_EQ(found.size(), static_cast<std::size_t>(libraries)) << name;
+    }
+    capture.process().sendSignal(SIGTERM);
+    capture.finish();
 }
 
 TEST(Launch, ClosedStandardStreamsDoNotMatter) {
