@@ -52,7 +52,7 @@ Colour colourOf(std::size_t bits, std::size_t index) {
 // The number of `bits` bits at a place among its like, the first one in the highest bits.
 std::size_t numberAt(DataView bytes, std::size_t bits, std::size_t place) {
     const std::size_t bit = place * bits;
-    return bytes[bit / 8] >> (8 - bits - bit % 8) & ((1u << bits) - 1);
+    return std::size_t{bytes[bit / 8]} >> (8 - bits - bit % 8) & ((std::size_t{1} << bits) - 1);
 }
 
 Representations decodeKind(const Kind& kind, DataView entry, DataView maskEntry, long budget) {
