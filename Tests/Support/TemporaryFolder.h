@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -32,9 +32,11 @@ private:
     std::filesystem::path path_;
 };
 
+// As much of it as can be read: a file that speaks of a process may fail in the middle, when that ends.
 [[nodiscard]] inline std::string contentsOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream contents;
+    contents << std::ifstream(path, std::ios::binary).rdbuf();
+    return contents.str();
 }
 
 inline void write(const std::filesystem::path& path, std::string_view contents) {
