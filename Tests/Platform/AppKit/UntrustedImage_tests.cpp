@@ -24,6 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing_support::ChildEnd;
+using testing_support::ChildProcess;
 using testing_support::contentsOf;
 using testing_support::runInChild;
 
@@ -276,12 +277,13 @@ TEST(Confinement, BoundsMemory) {
 #endif
 
 TEST(Confinement, BoundsProcessorTime) {
-    const ChildEnd end = runInChild([] {
+    ChildProcess child([] {
         if (!limitResources() || !giveUpSystemCalls())
             _exit(1);
         for (volatile int spin = 0;;)
             (void)spin;
     });
+    const ChildEnd end = child.waitForEnd(60s); // two seconds of the processor are many on a busy machine
     EXPECT_TRUE(end.signal == SIGKILL || end.signal == SIGXCPU) << end.exitStatus;
     EXPECT_FALSE(end.hung);
 }
