@@ -17,8 +17,12 @@ run: TARGETS = helper tessaro-record loopback-site
 run: build
 	@scripts/run "$(CURDIR)/build/$(PRESET)" "$(URL)" "$(UUID)"
 
+# Everything: the tests of the release build, those that need no engine once more under the sanitizers, and every fuzz
+# target for a moment.
 test: build
 	@ctest --test-dir build/$(PRESET) --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory test-sanitized
+	@$(MAKE) --no-print-directory fuzz SECONDS_EACH=2
 
 # What needs no engine, under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-sanitized:
