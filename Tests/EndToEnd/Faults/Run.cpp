@@ -97,6 +97,7 @@ std::set<std::string> socketsOf(pid_t server) {
 
 std::vector<char*> pointers(std::vector<std::string>& words) {
     std::vector<char*> list;
+    list.reserve(words.size() + 1);
     for (std::string& word : words)
         list.push_back(word.data());
     list.push_back(nullptr);

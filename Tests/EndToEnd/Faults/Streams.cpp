@@ -12,7 +12,7 @@ auto openAs(const char* path, int target) {
     return [=](Setup& setup) { setup.inChild = [=] { return dup2(open(path, O_RDWR), target) == target; }; };
 }
 
-auto closeAtStart(std::vector<int> descriptors) {
+auto closeAtStart(const std::vector<int>& descriptors) {
     return [=](Setup& setup) {
         setup.inChild = [=] {
             for (const int each : descriptors)
