@@ -9,6 +9,7 @@
 #include <functional>
 #include <gcrypt.h>
 #include <glib.h>
+#include <memory>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 
@@ -254,15 +255,14 @@ void addEncodings(std::vector<Ratio>& ratios) {
     // The loop that GLib's checksums run for their texts.
     add("hex_table_loop", [] {
         static const char digits[] = "0123456789abcdef";
-        auto* to = static_cast<char*>(g_malloc(2 * in.size() + 1));
-        char* p = to;
+        const auto to = std::make_unique_for_overwrite<char[]>(2 * in.size() + 1);
+        char* p = to.get();
         for (const std::uint8_t byte : in) {
             *p++ = digits[byte >> 4];
             *p++ = digits[byte & 15];
         }
         *p = '\0';
-        benchmark::DoNotOptimize(to);
-        g_free(to);
+        benchmark::DoNotOptimize(to.get());
     });
     for (const char* peer : {"base64_encode_openssl", "base64_encode_glib"})
         ratios.push_back({"base64_encode_ours", peer});
