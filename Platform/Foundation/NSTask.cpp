@@ -163,7 +163,7 @@ bool NSTask::launch(NSErrorPointer error) {
 
 void NSTask::exchange(DataView input, const Receiver& output, const Receiver& error) {
     const BrokenPipeGuard guard;
-    std::array<std::uint8_t, 64 * 1024> buffer; // what a pipe holds
+    std::array<std::uint8_t, std::size_t{64} * 1024> buffer; // what a pipe holds
     if (input.empty())
         closeOurs(0);
     const auto advance = [&](std::size_t stream) {

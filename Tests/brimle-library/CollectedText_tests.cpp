@@ -12,8 +12,7 @@ using platform::charactersAsBytes;
 constexpr std::string_view bytesOfAllKinds[] = {
     "",
     "plain",
-    "\xEF\xBB\xBF"
-    "byte order mark",
+    "\xEF\xBB\xBF mark",
     std::string_view("a\0b", 3),
     "h\xC3\xA9",
     "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E",

@@ -38,6 +38,7 @@ TEST(NSStringBrimle, KeepsOneEllipsis) {
     EXPECT_EQ(br_horizontalEllipsisString(), u"\u2026");
     std::vector<const String*> seen(8);
     std::vector<std::thread> threads;
+    threads.reserve(seen.size());
     for (const String*& slot : seen)
         threads.emplace_back([&slot] { slot = &br_horizontalEllipsisString(); });
     for (std::thread& thread : threads)
