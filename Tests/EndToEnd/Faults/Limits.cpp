@@ -27,7 +27,8 @@ auto limitEngineHalf(Resource resource, rlim_t value) {
             return false;
         run.wait(randomMoment());
         const rlimit limit{value, value};
-        return prlimit(run.process(Role::EngineHalf), resource, &limit, nullptr) == 0;
+        const pid_t engineHalf = run.process(Role::EngineHalf); // 0 once it has gone: this process to the kernel
+        return engineHalf != 0 && prlimit(engineHalf, resource, &limit, nullptr) == 0;
     };
 }
 
