@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 namespace platform {
 namespace {
@@ -40,7 +41,7 @@ void refuseDownload(WebKitWebContext*, WebKitDownload* download, gpointer) {
 
 // The engine ends the process with its own message when a child of it cannot be started in the sandbox; say what that
 // message means to the person who reads it.
-void explainFatalMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
+void answerMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
     if ((level & G_LOG_FLAG_FATAL) != 0) {
         g_printerr(
             "The web engine ended: %s\nNo page can be captured. If this machine cannot build the engine's sandbox "
@@ -49,6 +50,10 @@ void explainFatalMessage(const gchar* domain, GLogLevelFlags level, const gchar*
         return;
     }
     g_log_default_handler(domain, level, message, nullptr);
+    // A main loop that may not wait (its descriptors have become more than the process is allowed to have) would go round
+    // and say so for ever, and nothing that it serves would ever happen.
+    if (domain && std::strcmp(domain, "GLib") == 0 && std::strstr(message, "poll(2) failed"))
+        _exit(EXIT_SUCCESS);
 }
 
 } // namespace
@@ -63,7 +68,7 @@ void switchSiteIconsOn() {
 }
 
 WebKitWebContext* makeEngineContext(const WebPreferences& preferences) {
-    g_log_set_default_handler(explainFatalMessage, nullptr);
+    g_log_set_default_handler(answerMessage, nullptr);
     WebKitMemoryPressureSettings* limits = memoryLimits();
     // Always ephemeral: a helper that ends after one page has nothing to remember, whatever the preferences say.
     WebKitWebsiteDataManager* data = webkit_website_data_manager_new_ephemeral();

@@ -195,8 +195,11 @@ void Run::readFrom(int& descriptor, std::string& text) {
     const ssize_t count = read(descriptor, piece.data(), piece.size());
     if (&descriptor == &outputEnd_)
         (count > 0 ? lastOutput_ : endOfOutput_) = Clock::now();
-    if (count > 0)
+    constexpr std::size_t moreThanAnyRunHasToSay = std::size_t{256} << 20; // bytes
+    if (count > 0 && text.size() < moreThanAnyRunHasToSay)
         text.append(piece.data(), static_cast<std::size_t>(count));
+    else if (count > 0)
+        return; // a helper that talks without end must not take this machine's memory too
     else if (count == 0 || errno != EINTR)
         close(std::exchange(descriptor, -1));
 }
