@@ -32,9 +32,19 @@ auto limitEngineHalf(Resource resource, rlim_t value) {
     };
 }
 
+// Where everybody can run them: the build may lie in a folder that is closed to others.
+std::filesystem::path copyPrograms(const std::filesystem::path& folder) {
+    std::filesystem::create_directory(folder);
+    for (const char* name : {"TessaroThumbs", "TessaroThumbsEngine", "tessaro-decode-image", "substitutes"})
+        std::filesystem::copy(std::filesystem::path(PROGRAMS_FOLDER) / name, folder / name,
+                              std::filesystem::copy_options::recursive);
+    return folder;
+}
+
 // Root has no limit of processes, so root's run is a nobody's, whose other processes do not count then.
 auto limitProcesses(rlim_t value) {
     return [=](Setup& setup) {
+        setup.programs = copyPrograms(setup.home.parent_path() / "programs");
         setup.inChild = [=] {
             constexpr uid_t nobodyElse = 54321;
             const rlimit limit{value, value};

@@ -136,7 +136,7 @@ Run::Run(const std::function<void(Setup&)>& prepare) {
 
 void Run::start(const Setup& setup) {
     constexpr int couldNotPrepare = 120;
-    const std::string program = std::string(PROGRAMS_FOLDER) + "/TessaroThumbs";
+    const std::string program = setup.programs / "TessaroThumbs";
     std::vector<std::string> words = {program};
     words.insert(words.end(), setup.arguments.begin(), setup.arguments.end());
     std::vector<std::string> lines;

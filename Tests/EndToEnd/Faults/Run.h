@@ -23,6 +23,7 @@ struct Setup {
     std::map<std::string, std::optional<std::string>> environment; // absent removes
     std::function<bool()> inChild;                                 // between fork and exec; false: it could not be done
     std::filesystem::path home;                                    // made for this run, HOME unless changed above
+    std::filesystem::path programs = PROGRAMS_FOLDER;              // where the helper lies
 
     void setURL(const std::string& url) { arguments = {"-url", url, "-uuid", "a-run"}; }
     void setPreferences(const std::string& contents) const;
