@@ -50,8 +50,8 @@ void answerMessage(const gchar* domain, GLogLevelFlags level, const gchar* messa
         return;
     }
     g_log_default_handler(domain, level, message, nullptr);
-    // A main loop that may not wait (its descriptors have become more than the process is allowed to have) would go round
-    // and say so for ever, and nothing that it serves would ever happen.
+    // A main loop that may not wait (its descriptors have become more than the process is allowed to have) would go
+    // round and say so for ever, and nothing that it serves would ever happen.
     if (domain && std::strcmp(domain, "GLib") == 0 && std::strstr(message, "poll(2) failed"))
         _exit(EXIT_SUCCESS);
 }
