@@ -7,10 +7,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <fstream>
-#include <glob.h>
 #include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/socket.h>
@@ -71,22 +69,28 @@ bool isAbandoned(const std::string& socketPath) {
     return refused;
 }
 
-bool isOurs(const std::string& socketPath, time_t since) {
-    struct stat socket {};
-    return lstat(socketPath.c_str(), &socket) == 0 && S_ISSOCK(socket.st_mode) && socket.st_uid == geteuid() &&
-           socket.st_mtime >= since;
+std::string socketOf(const std::string& number) {
+    return "/tmp/.X11-unix/X" + number;
 }
 
-// A server that is killed leaves its socket (with "-displayfd" it makes no lock), perhaps before it has told its
-// number: then the socket is one of those that were made since the server's start.
-void removeAbandonedSockets(const std::string& number, time_t since) {
-    glob_t sockets{};
-    const std::string pattern = "/tmp/.X11-unix/X" + (number.empty() ? "*" : number);
-    if (glob(pattern.c_str(), GLOB_NOSORT, nullptr, &sockets) == 0)
-        for (std::size_t i = 0; i < sockets.gl_pathc; ++i)
-            if (isOurs(sockets.gl_pathv[i], since) && isAbandoned(sockets.gl_pathv[i]))
-                unlink(sockets.gl_pathv[i]);
-    globfree(&sockets);
+// A number that no server has. The server would look for one itself, but only in its own network: where the folder of
+// the sockets is shared with other ones (containers do so), it would take another server's place there. Drawn from
+// many, so that two runs that begin together do not meet. Empty when the system gives no randomness.
+std::string drawNumber() {
+    constexpr unsigned first = 1000; // far from desktops
+    constexpr unsigned count = 30000;
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        unsigned random = 0;
+        if (getrandom(&random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
+            break;
+        const std::string number = std::to_string(first + random % count);
+        struct stat ignored {};
+        if (lstat(socketOf(number).c_str(), &ignored) != 0 &&
+            lstat(("/tmp/.X" + number + "-lock").c_str(), &ignored) != 0)
+            return number;
+    }
+    return "";
 }
 
 } // namespace
@@ -98,19 +102,23 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
         return std::nullopt;
     }
     const int authority = makeAuthority();
+    const std::string displayNumber = drawNumber();
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     std::array<int, 2> server{-1, -1};
     std::array<int, 2> number{-1, -1};
     // The engine's web process joins from its sandbox through the socket file: the abstract one is out of its reach.
     const std::vector<std::string> arguments = {
-        "Xvfb",      "-displayfd", std::to_string(numberTarget),
-        "-screen",   "0",          "1440x900x24",
-        "-dpi",      "96",         "-noreset",
-        "-nolisten", "tcp",        "-extension",
-        "GLX",       "-auth",      "/proc/self/fd/" + std::to_string(authorityTarget)};
-    const time_t started = std::time(nullptr);
+        "Xvfb",        ":" + displayNumber,
+        "-displayfd",  std::to_string(numberTarget), // written to when the server is ready
+        "-screen",     "0",
+        "1440x900x24", "-dpi",
+        "96",          "-noreset",
+        "-nolisten",   "tcp",
+        "-extension",  "GLX",
+        "-auth",       "/proc/self/fd/" + std::to_string(authorityTarget)};
     pid_t process = -1;
-    if (authority >= 0 && nowhere >= 0 && pipe2(server.data(), O_CLOEXEC) == 0 && pipe2(number.data(), O_CLOEXEC) == 0)
+    if (!displayNumber.empty() && authority >= 0 && nowhere >= 0 && pipe2(server.data(), O_CLOEXEC) == 0 &&
+        pipe2(number.data(), O_CLOEXEC) == 0)
         process = startProgram(serverPath, arguments, {"PATH=/usr/bin:/bin"},
                                {{nowhere, STDIN_FILENO},
                                 {nowhere, STDOUT_FILENO},
@@ -124,14 +132,13 @@ std::optional<PrivateDisplay> PrivateDisplay::start() {
     }
     close(nowhere);
     close(server[1]);
-    return PrivateDisplay(process, server[0], number[0], number[1], authority, started);
+    return PrivateDisplay(process, server[0], number[0], number[1], authority, socketOf(displayNumber));
 }
 
 void PrivateDisplay::passNumberOn() {
     std::array<char, 16> text{};
     const ssize_t count = read(server_, text.data(), text.size());
     if (count > 0) {
-        name_.append(text.data(), static_cast<std::size_t>(count));
         (void)!write(numberWriter_, text.data(), static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EINTR) {
         close(server_);
@@ -140,9 +147,10 @@ void PrivateDisplay::passNumberOn() {
     }
 }
 
+// A server that is killed leaves its socket. (With "-displayfd" it makes no lock.)
 void PrivateDisplay::end() const {
-    if (WIFSIGNALED(endProgram(process_)))
-        removeAbandonedSockets(name_.substr(0, name_.find('\n')), started_);
+    if (WIFSIGNALED(endProgram(process_)) && isAbandoned(socketPath_))
+        unlink(socketPath_.c_str());
 }
 
 } // namespace tessaro

@@ -18,7 +18,7 @@ public:
     [[nodiscard]] int numberDescriptor() const { return number_; }
     // Becomes readable when the server has something for passNumberOn; -1 when it has told everything.
     [[nodiscard]] int serverDescriptor() const { return server_; }
-    // Notes the number for the cleaning up and passes it on.
+    // Passes it on.
     void passNumberOn();
     // A descriptor of the file with the secret that clients need, to be inherited by the engine half.
     [[nodiscard]] int authorityDescriptor() const { return authority_; }
@@ -27,17 +27,16 @@ public:
     void end() const;
 
 private:
-    PrivateDisplay(pid_t process, int server, int number, int numberWriter, int authority, time_t started)
+    PrivateDisplay(pid_t process, int server, int number, int numberWriter, int authority, std::string socketPath)
         : process_(process), server_(server), number_(number), numberWriter_(numberWriter), authority_(authority),
-          started_(started) {}
+          socketPath_(std::move(socketPath)) {}
 
     pid_t process_;
     int server_;
     int number_;
     int numberWriter_;
     int authority_;
-    time_t started_;   // seconds since the epoch
-    std::string name_; // the number, as far as it has come
+    std::string socketPath_;
 };
 
 } // namespace tessaro

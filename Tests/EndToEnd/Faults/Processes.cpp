@@ -20,10 +20,15 @@ auto replaceProgram(const char* program, const char* by) {
     return [=](Setup& setup) { setup.inChild = [=] { return makePrivateMounts() && cover(program, by); }; };
 }
 
-auto replaceDisplayServerByScript(const char* script) {
+// "FOLDER" in the script becomes the run's own folder.
+auto replaceDisplayServerByScript(std::string script) {
     return [=](Setup& setup) {
-        const std::string program = (setup.home.parent_path() / "server").string();
-        testing_support::write(program, script);
+        const std::string folder = setup.home.parent_path().string();
+        const std::string program = folder + "/server";
+        std::string text = script;
+        if (const std::size_t at = text.find("FOLDER"); at != std::string::npos)
+            text.replace(at, std::string_view("FOLDER").size(), folder);
+        testing_support::write(program, text);
         fs::permissions(program, fs::perms::owner_all);
         setup.inChild = [program] { return makePrivateMounts() && cover(displayServer, program.c_str()); };
     };
@@ -32,18 +37,19 @@ auto replaceDisplayServerByScript(const char* script) {
 constexpr const char* silentServer = "#!/bin/sh\nexec /bin/sleep 1000\n";
 // Dies between the making of its socket and the telling of its number.
 constexpr const char* shortLivedServer = R"(#!/usr/bin/python3
-import os, signal, socket
+import os, signal, socket, sys
 server = socket.socket(socket.AF_UNIX)
-server.bind("/tmp/.X11-unix/X%d" % (1000 + os.getpid()))
+server.bind("/tmp/.X11-unix/X" + sys.argv[1][1:])
 server.listen()
+open("FOLDER/number", "w").write(sys.argv[1][1:])
 os.kill(os.getpid(), signal.SIGKILL)
 )";
 
-std::string leftNoSocketOfTheShortLivedServer(const Run&) {
-    for (const auto& entry : fs::directory_iterator("/tmp/.X11-unix"))
-        if (entry.path().filename().string().size() > std::string_view("X999").size())
-            return "it left " + entry.path().string();
-    return "";
+std::string leftNoSocketOfTheShortLivedServer(const Run& run) {
+    const std::string number = testing_support::contentsOf(run.home() / "number");
+    if (number.empty())
+        return "the server was not started";
+    return fs::exists("/tmp/.X11-unix/X" + number) ? "it left the socket of display " + number : "";
 }
 
 auto refuseSandbox(bool switchedOff) {

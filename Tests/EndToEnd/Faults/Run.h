@@ -97,6 +97,7 @@ private:
     int outputEnd_ = -1;
     int errorsEnd_ = -1;
     bool reads_ = true;
+    bool readerIsGone_ = false;
     std::string output_;
     std::string errors_;
     int status_ = -1;
