@@ -2,6 +2,7 @@
 
 #include "AppKit/Display.h"
 #include "AppKit/NSApplication.h"
+#include "Foundation/CFURL.h"
 #include "Foundation/NSException.h"
 #include "WebKit/EngineContext.h"
 #include "WebKit/EngineProcesses.h"
@@ -42,9 +43,13 @@ WebKitUserContentManager* makeUserContent() {
     return manager;
 }
 
-// The engine's addresses are the normalised form, whose grammar is a little wider than a URL's.
+// The engine's addresses are the normalised form, whose grammar is a little wider than a URL's: what a URL may not hold
+// as it stands ("|", "{" ...) is escaped.
 std::optional<WebDataSource> dataSource(const char* address) {
-    const auto url = NSURL::URLWithString(stringWithUTF8OrLatin1(address ? address : ""));
+    const String text = stringWithUTF8OrLatin1(address ? address : "");
+    auto url = NSURL::URLWithString(text);
+    if (!url)
+        url = NSURL::URLWithString(CFURLCreateStringByAddingPercentEscapes(text, u"%#[]", u""));
     return url ? std::optional(WebDataSource(NSURLRequest::requestWithURL(*url))) : std::nullopt;
 }
 
@@ -148,6 +153,7 @@ void WebView::Engine::load(const NSURLRequest& request) {
 }
 
 void WebView::Engine::close() {
+    isClosed_ = true; // what the engine says about the stopping is nobody's business any more
     if (completionTimer_ != 0)
         g_source_remove(std::exchange(completionTimer_, 0));
     if (challengeSource_ != 0)
@@ -160,9 +166,9 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
     if (event != PageEvent::LoadStarted)
         announceStart();
     const PageReaction reaction = reactionTo(event);
-    if (reaction == PageReaction::Terminate)
+    if (reaction == PageReaction::Terminate && !isClosed_)
         NSApplication::sharedApplication().terminate(&owner_);
-    if (isBusy_ || challengeSource_ != 0)
+    if (isBusy_ || isClosed_ || challengeSource_ != 0)
         return;
     switch (reaction) {
     case PageReaction::DidStartProvisionalLoad:
@@ -197,7 +203,7 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
 // when the engine has queued the web process's messages behind the one it is delivering. Nothing comes between the two.
 void WebView::Engine::challengeReceived(WebKitAuthenticationRequest* request) {
     announceStart();
-    if (isBusy_ || challengeSource_ != 0)
+    if (isBusy_ || isClosed_ || challengeSource_ != 0)
         return;
     challenge_ = request;
     const auto action = [](gpointer data) -> gboolean {

@@ -73,6 +73,7 @@ private:
     std::shared_ptr<unsigned> question_ = std::make_shared<unsigned>(0);
     bool networkProcessIsWatched_ = false;
     // While a snapshot is awaited the engine's events go on; the delegate must not hear of them inside its own call.
+    bool isClosed_ = false;
     bool isBusy_ = false;
     WebResourceIdentifier lastResource_ = 0;
 };

@@ -18,6 +18,12 @@ void keepForever(std::shared_ptr<const String> name) {
     kept->push_back(std::move(name));
 }
 
+// The same object where there is nothing to expand.
+std::shared_ptr<const String> expanded(const std::shared_ptr<const String>& path) {
+    String text = platform::stringByExpandingTildeInPath(*path);
+    return text == *path ? path : std::make_shared<const String>(std::move(text));
+}
+
 // A log that is a named pipe must not hold the application up: without a reader it cannot be opened, and what a full
 // one does not take is lost. Files do not know the difference. No child process inherits the stream.
 std::FILE* openForAppending(const char* path) {
@@ -67,7 +73,7 @@ void DRLogger::openLogFile(const std::shared_ptr<const String>& path) {
     closeLogFile();
     output = platform::standardOutput();
     if (path)
-        filename = std::make_shared<const String>(platform::stringByExpandingTildeInPath(*path));
+        filename = expanded(path);
     if (filename && !filename->empty()) {
         std::optional<platform::NSError> error;
         platform::NSFileManager().createDirectoryAtPath_withIntermediateDirectories_error(
@@ -112,8 +118,11 @@ void DRLogger::logMessage(StringView message) {
 void DRLogger::logException_file_line(const platform::NSException& exception, const char* file, int line) {
     const auto text = [&] {
         String frames;
-        for (const String& frame : exception.callStackSymbols())
-            frames += (frames.empty() ? u"" : u"\n\t") + frame;
+        StringView separator;
+        for (const String& frame : exception.callStackSymbols()) {
+            frames.append(separator).append(frame);
+            separator = u"\n\t";
+        }
         return platform::stringWithFormat("Exception caught in (%s:%d): %@\n\t%@", file, line, exception, frames);
     };
     platform::NSLog("%@", text());

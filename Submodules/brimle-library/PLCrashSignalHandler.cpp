@@ -65,15 +65,25 @@ SignalSystemCalls signalSystemCalls = {::sigaltstack, ::sigaction, std::malloc};
 
 void PLCrashSignalHandler::initialize() {
     SharedHandlerContext = {};
-    SharedHandlerContext.handler = init().release();
+    SharedHandlerContext.handler = make().release();
+}
+
+// Ahead of whatever the class is used for first: done later, it would forget a registration.
+void PLCrashSignalHandler::initializeOnce() {
+    [[maybe_unused]] static const bool initialized = (initialize(), true);
 }
 
 PLCrashSignalHandler* PLCrashSignalHandler::sharedHandler() {
-    [[maybe_unused]] static const bool initialized = (initialize(), true);
+    initializeOnce();
     return SharedHandlerContext.handler;
 }
 
 std::unique_ptr<PLCrashSignalHandler> PLCrashSignalHandler::init() {
+    initializeOnce();
+    return make();
+}
+
+std::unique_ptr<PLCrashSignalHandler> PLCrashSignalHandler::make() {
     std::unique_ptr<PLCrashSignalHandler> handler(new PLCrashSignalHandler);
     handler->_sigstk.ss_size = signalStackBytes;
     handler->_sigstk.ss_sp = signalSystemCalls.malloc(signalStackBytes);

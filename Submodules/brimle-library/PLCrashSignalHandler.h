@@ -44,6 +44,8 @@ public:
 private:
     PLCrashSignalHandler() = default;
     static void initialize();
+    static void initializeOnce();
+    [[nodiscard]] static std::unique_ptr<PLCrashSignalHandler> make();
 
     stack_t _sigstk{}; // never freed: a signal may come at any time
 };

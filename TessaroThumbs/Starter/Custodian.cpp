@@ -57,19 +57,20 @@ std::string enginePath() {
     return access(beside.c_str(), X_OK) == 0 ? beside : folder + TESSARO_ENGINE_FROM_STARTER;
 }
 
-pid_t startEngine(int argc, char* argv[], int record, const PrivateDisplay* display, const std::string& runtimeFolder) {
+// Also without the display that it wants, of which it then reads the end: the launch up to there has lines to log.
+pid_t startEngine(int argc, char* argv[], int record, bool wantsDisplay, const PrivateDisplay* display,
+                  const std::string& runtimeFolder) {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     std::vector<InheritedDescriptor> descriptors = {
         {nowhere, STDIN_FILENO}, {nowhere, STDOUT_FILENO}, {record, recordDescriptor}};
-    if (display) {
-        descriptors.push_back({display->numberDescriptor(), displayDescriptor});
-        descriptors.push_back({display->authorityDescriptor(), authorityDescriptor});
+    if (wantsDisplay) {
+        descriptors.push_back({display ? display->numberDescriptor() : nowhere, displayDescriptor});
+        descriptors.push_back({display ? display->authorityDescriptor() : nowhere, authorityDescriptor});
     }
     const std::string path = enginePath();
     const std::string folder = path.substr(0, path.find_last_of('/'));
-    const pid_t engine =
-        startProgram(path, std::vector<std::string>(argv, argv + argc),
-                     engineEnvironment(display != nullptr, folder, runtimeFolder), descriptors, SIGKILL);
+    const pid_t engine = startProgram(path, std::vector<std::string>(argv, argv + argc),
+                                      engineEnvironment(wantsDisplay, folder, runtimeFolder), descriptors, SIGKILL);
     close(nowhere);
     if (engine < 0)
         std::perror("TessaroThumbs: the engine could not be started");
@@ -88,9 +89,10 @@ void letEngineLeave(pid_t engine, const PrivateDisplay* display) {
     close(ended.fd);
 }
 
-// Returns when the starter has all of the output (true), or when it or one of the two processes has ended, or the
-// display does not come up. Watches the memory of all of them meanwhile: the engine looks at its own between two tasks
-// only, and a script that takes memory in a loop is one task without end.
+// Returns when the starter has all of the output or the display has ended, after which the engine half leaves by itself
+// (true), or when the starter or the engine half has ended or the display does not come up. Watches the memory of all
+// of them meanwhile: the engine looks at its own between two tasks only, and a script that takes memory in a loop is
+// one task without end.
 bool awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
     constexpr std::size_t limit = std::size_t{1536} << 20; // far above what pages need, below what hurts a machine
     constexpr int interval = 250;                          // milliseconds
@@ -112,7 +114,8 @@ bool awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
         if (ready <= 0)
             continue;
         if ((watched[0].revents | watched[1].revents | watched[2].revents) != 0)
-            return (watched[0].revents & POLLIN) != 0; // a word; its end without one shows otherwise
+            // A word of the starter's; its end without one shows otherwise. Without its display the engine half leaves.
+            return (watched[0].revents & POLLIN) != 0 || watched[2].revents != 0;
         display->passNumberOn();
     }
 }
@@ -145,16 +148,14 @@ void removeFolder(const std::string& folder) {
     std::optional<PrivateDisplay> display;
     if (wantsDisplay)
         display = PrivateDisplay::start();
-    if (display || !wantsDisplay) {
-        const bool hasFolder = !runtimeFolder.empty() && mkdir(runtimeFolder.c_str(), S_IRWXU) == 0;
-        const pid_t engine =
-            startEngine(argc, argv, record, display ? &*display : nullptr, hasFolder ? runtimeFolder : "");
-        close(record);
-        if (engine > 0) {
-            if (awaitEnd(lifeline, engine, display ? &*display : nullptr))
-                letEngineLeave(engine, display ? &*display : nullptr);
-            killTree(engine);
-        }
+    PrivateDisplay* const server = display ? &*display : nullptr;
+    const bool hasFolder = !runtimeFolder.empty() && mkdir(runtimeFolder.c_str(), S_IRWXU) == 0;
+    const pid_t engine = startEngine(argc, argv, record, wantsDisplay, server, hasFolder ? runtimeFolder : "");
+    close(record);
+    if (engine > 0) {
+        if (awaitEnd(lifeline, engine, server))
+            letEngineLeave(engine, server);
+        killTree(engine);
     }
     if (display)
         display->end();

@@ -87,7 +87,13 @@ void relayRecord(int input, int output, int keeper) {
         (void)writeAll(output, DataView(held).first(start));
         held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(start));
     }
-    if (readThumbnailRecord(held, nullptr)) {
+    // A line of the log may begin like a record; then the record is behind it.
+    std::size_t start = 0;
+    while (start < held.size() && !readThumbnailRecord(DataView(held).subspan(start), nullptr)) {
+        ++start;
+        start += recordStart(DataView(held).subspan(start), false);
+    }
+    if (start < held.size()) {
         makeRoom(output, held.size());
         (void)writeAll(output, held);
     }

@@ -52,6 +52,20 @@ TEST(Ends, BySignalLeaveNothing) {
     }
 }
 
+// The next load may be on its way, so the run goes on without one; nothing of the adapter's waiting ends it either.
+TEST(Ends, AStoppedLoadLeavesTheRunWaiting) {
+    const auto capture = captureInProgress("/stop.html", "GET /beacon?stopped");
+    const timespec longerThanAnyWaiting{3, 0};
+    nanosleep(&longerThanAnyWaiting, nullptr);
+    EXPECT_FALSE(capture->processes("TessaroThumbsEngine").empty());
+    capture->process().sendSignal(SIGTERM);
+    capture->finish();
+    EXPECT_EQ(capture->result().output, "");
+    const std::vector<std::string> log = capture->log();
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.back(), "Received NSURLErrorCancelled, probably a redirect");
+}
+
 struct VictimCase {
     const char* path;
     const char* request;

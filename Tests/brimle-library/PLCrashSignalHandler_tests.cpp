@@ -413,6 +413,15 @@ TEST(CrashRegistration, ASecondOneThrowsAndChangesNothing) {
     });
 }
 
+TEST(CrashRegistration, OfAHandlerOfOnesOwnCountsAsWell) {
+    expectInChild([] {
+        const auto own = PLCrashSignalHandler::init().release(); // its stack serves until the process ends
+        EXPECT_TRUE(own->registerHandlerWithCallback_context_error(nullptr, nullptr, nullptr));
+        EXPECT_NE(PLCrashSignalHandler::sharedHandler(), nullptr);
+        EXPECT_THROW(PLCrashSignalHandler::enableCrashReporterAndReturnError(nullptr), platform::NSException);
+    });
+}
+
 TEST(CrashRegistration, WithoutMemoryThereIsNoHandler) {
     expectInChild([] {
         signalSystemCalls.malloc = [](std::size_t size) -> void* {

@@ -52,6 +52,12 @@ std::string leftNoSocketOfTheShortLivedServer(const Run& run) {
     return fs::exists("/tmp/.X11-unix/X" + number) ? "it left the socket of display " + number : "";
 }
 
+// What comes before the page and its display is done all the same.
+std::string logsItsLaunch(const Run& run) {
+    const std::string log = testing_support::contentsOf(run.home() / "home/Library/Logs/Tessaro/TessaroThumbs.log");
+    return log.find("| Starting TessaroThumbs ") != std::string::npos ? "" : "the log has no launch: " + log;
+}
+
 auto refuseSandbox(bool switchedOff) {
     return [=](Setup& setup) {
         setup.inChild = [] { return makePrivateMounts() && cover(sandbox, "/bin/false"); };
@@ -113,7 +119,14 @@ void addKills(std::vector<Fault>& faults, const std::string& name, Role role, in
 
 std::vector<Fault> processFaults() {
     std::vector<Fault> faults = {
-        {.name = "no display server", .output = Output::Nothing, .prepare = replaceProgram(displayServer, "/dev/null")},
+        {.name = "no display server",
+         .output = Output::Nothing,
+         .prepare =
+             [](Setup& setup) {
+                 replaceProgram(displayServer, "/dev/null")(setup);
+                 setup.logVerbosely();
+             },
+         .check = logsItsLaunch},
         {.name = "display server ends at once",
          .output = Output::Nothing,
          .prepare = replaceProgram(displayServer, "/bin/false")},

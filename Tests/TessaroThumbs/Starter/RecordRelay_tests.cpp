@@ -171,6 +171,8 @@ TEST(RecordRelay, TellsRecordsFromText) {
         {"a byte too many", whole + "x", ""},
         {"a line too many", "line\n" + whole + "line\n", "line\n"},
         {"two records", whole + whole, ""},
+        {"a line that begins like a record", "a\nCCAAFFEE is text\n" + whole, "a\nCCAAFFEE is text\n" + whole},
+        {"the same without a record", "a\nCCAAFFEE is text\n", "a\n"},
         {"lengths without an end", "CCAAFFEE" + std::string(16, '\xFF'), ""},
         {"an empty record", "CCAAFFEE" + std::string(16, '\0'), "CCAAFFEE" + std::string(16, '\0')},
         {"a magic inside a line", "see CCAAFFEE\nmore\n", "see CCAAFFEE\nmore\n"},
