@@ -29,13 +29,13 @@ void LoadCompletion::iconLoadStarted() {
     ++iconLoadsUnderWay_;
 }
 
-void LoadCompletion::iconLoadEnded(Time now) {
+void LoadCompletion::iconLoadEnded(Time now, bool pictureFollows) {
     if (iconLoadsUnderWay_ == 0)
         return; // begun before the commit
     --iconLoadsUnderWay_;
     lastIconEvent_ = now;
     answers_ = 0;
-    if (!earlyPicture_ || *earlyPicture_ + iconArrivalTime < now)
+    if (pictureFollows && (!earlyPicture_ || *earlyPicture_ + iconMatchTime < now))
         picturesAwaited_.push_back(now);
     earlyPicture_.reset();
 }

@@ -6,7 +6,7 @@
 //   - no new load has begun since, and
 //   - `settlingTime` has passed, and
 //   - no icon load was seen for `iconStartTime`, or every one seen has ended and its own picture arrived (or did not
-//     within `iconArrivalTime`),
+//     within `iconArrivalTime`, or cannot come),
 // and in any case `longestWait` after the engine's word. The times are those of an idle machine: where they are waited
 // out for something that may not come, the web process must also have answered `answersAwaited` questions in the
 // meantime, which a busy machine stretches and an idle one does not notice.
@@ -24,7 +24,8 @@ public:
 
     static constexpr Time settlingTime{30};
     static constexpr Time iconStartTime{60};
-    static constexpr Time iconArrivalTime{30};
+    static constexpr Time iconMatchTime{30};    // between an icon load's end and a picture that came before it
+    static constexpr Time iconArrivalTime{250}; // of the picture behind that end; 0.2 to 14 ms on an idle machine
     static constexpr Time longestWait{2000};
     static constexpr int answersAwaited = 3;
 
@@ -33,7 +34,7 @@ public:
     void loadFailed();    // its "finished" does not count
     void loadFinished(Time now);
     void iconLoadStarted();
-    void iconLoadEnded(Time now);
+    void iconLoadEnded(Time now, bool pictureFollows = true); // false: the answer was an error or holds no picture
     void iconArrived(Time now);
     // The web process answered a question that was asked after the latest loadFinished or iconLoadEnded.
     void webProcessAnswered(Time now);

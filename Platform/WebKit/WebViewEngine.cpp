@@ -338,16 +338,17 @@ void WebView::Engine::completionIsDue() {
         frameLoadDelegate->webView_didFinishLoadForFrame(owner_, owner_.mainFrame_);
 }
 
-// An icon's request shows among the page's resources: it accepts anything and, where the engine says what a request is
-// for, is for an image. Over plain http it does not say so; there the name has to do.
-static bool isIconRequest(WebKitURIRequest* request) {
+// An icon's request shows among the page's resources: it accepts anything and is for an image.
+static bool acceptsAnything(WebKitURIRequest* request) {
     SoupMessageHeaders* headers = webkit_uri_request_get_http_headers(request);
-    if (!headers)
-        return false;
-    const char* accepted = soup_message_headers_get_one(headers, "Accept");
-    if (!accepted || std::string_view(accepted) != "*/*")
-        return false;
-    if (const char* purpose = soup_message_headers_get_one(headers, "Sec-Fetch-Dest"))
+    const char* accepted = headers ? soup_message_headers_get_one(headers, "Accept") : nullptr;
+    return accepted && std::string_view(accepted) == "*/*";
+}
+
+// Over plain http the engine does not say what a request is for; there the name has to do.
+static bool isForImage(WebKitURIRequest* request) {
+    SoupMessageHeaders* headers = webkit_uri_request_get_http_headers(request);
+    if (const char* purpose = headers ? soup_message_headers_get_one(headers, "Sec-Fetch-Dest") : nullptr)
         return std::string_view(purpose) == "image";
     std::string_view address = webkit_uri_request_get_uri(request);
     address = address.substr(0, address.find_first_of("?#"));
@@ -357,15 +358,39 @@ static bool isIconRequest(WebKitURIRequest* request) {
     return false;
 }
 
+// The engine takes no picture from an error's body or from SVG.
+static bool mayHoldPicture(WebKitURIResponse* response) {
+    constexpr guint firstError = 400;
+    if (!response || webkit_uri_response_get_status_code(response) >= firstError)
+        return false;
+    const char* type = webkit_uri_response_get_mime_type(response);
+    return !type || std::string_view(type) != "image/svg+xml";
+}
+
 void WebView::Engine::watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request) {
-    if (phase_ == LoadPhase::Started || phase_ == LoadPhase::Redirected || !isIconRequest(request))
+    if (phase_ == LoadPhase::Started || phase_ == LoadPhase::Redirected || !acceptsAnything(request))
         return;
+    if (isForImage(request))
+        awaitIcon(resource);
+    else // where it is sent on to may tell
+        g_signal_connect(resource, "sent-request", G_CALLBACK(iconMayHaveMoved), this);
+}
+
+void WebView::Engine::iconMayHaveMoved(WebKitWebResource* resource, WebKitURIRequest* request,
+                                       WebKitURIResponse* redirect, Engine* engine) {
+    if (!redirect || !isForImage(request))
+        return;
+    g_signal_handlers_disconnect_by_func(resource, reinterpret_cast<gpointer>(iconMayHaveMoved), engine);
+    engine->awaitIcon(resource);
+}
+
+void WebView::Engine::awaitIcon(WebKitWebResource* resource) {
     completion_.iconLoadStarted();
     watchCompletion();
     // "finished" follows "failed" too.
-    const auto ended = [](WebKitWebResource*, gpointer data) {
+    const auto ended = [](WebKitWebResource* icon, gpointer data) {
         auto* engine = static_cast<Engine*>(data);
-        engine->completion_.iconLoadEnded(now());
+        engine->completion_.iconLoadEnded(now(), mayHoldPicture(webkit_web_resource_get_response(icon)));
         engine->askWebProcess();
         engine->watchCompletion();
     };

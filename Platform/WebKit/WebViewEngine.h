@@ -52,6 +52,9 @@ private:
     void setProvisionalAddress(const char* address);
     void announceStart();
     void watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request);
+    static void iconMayHaveMoved(WebKitWebResource* resource, WebKitURIRequest* request, WebKitURIResponse* redirect,
+                                 Engine* engine);
+    void awaitIcon(WebKitWebResource* resource);
     void watchCompletion();
     void askWebProcess();
     void completionIsDue();

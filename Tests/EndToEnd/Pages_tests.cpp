@@ -64,6 +64,9 @@ TEST_P(Pages, EndAsTheyShould) {
     ASSERT_FALSE(log.empty());
     EXPECT_THAT(log[0], testing::StartsWith("Starting TessaroThumbs 3.6.0 #31043 built "));
     log.erase(log.begin());
+    // Whether a load is still under way when the page's next one takes its place is a matter of microseconds there.
+    if (std::string_view(row.address).starts_with("/replaces-itself"))
+        std::erase(log, cancelled);
     EXPECT_EQ(log, expected);
 }
 
@@ -186,6 +189,7 @@ const IconCase icons[] = {
     {"/icons/multi.ico", 48, 0xFF2050C0},
     {"/icons/icon.png?delay=1000", 32, 0xFFD03020},
     {"/redirect?to=/icons/icon.png", 32, 0xFFD03020},
+    {"/redirect?to=/icons/icon.png%3Fdelay=1000", 32, 0xFFD03020},
     {"/icons/icon.png?delay=5000", 0}, // nothing is waited for that long
     {"/icons/icon.svg", 0},
     {"/icons/empty.png", 0},

@@ -7,7 +7,7 @@
 namespace platform {
 namespace {
 
-enum Event { Started, Committed, Failed, Finished, IconStarted, IconEnded, IconArrived, Answered };
+enum Event { Started, Committed, Failed, Finished, IconStarted, IconEnded, IconRefused, IconArrived, Answered };
 
 struct Step {
     Event event;
@@ -40,6 +40,8 @@ void applyOnBusyMachine(LoadCompletion& load, Step step) {
         return load.loadFinished(time);
     case IconStarted:
         return load.iconLoadStarted();
+    case IconRefused:
+        return load.iconLoadEnded(time, false);
     case IconEnded:
         return load.iconLoadEnded(time);
     case IconArrived:
@@ -117,9 +119,11 @@ const Row rows[] = {
     {"icon under way at the finish", {{Started}, {Committed}, {IconStarted}, {Finished, 1000}}, 3000},
     {"icon begun after the finish", {{Started}, {Committed}, {Finished, 1000}, {IconStarted}}, 3000},
     {"icon that never ends", {{Started}, {Committed}, {Finished, 1000}, {IconStarted}}, 3000},
+    {"icon refused", {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconRefused, 1200}}, 1200},
+    {"icon refused at once", {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconRefused, 1001}}, 1030},
     {"icon ended, its picture awaited",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1200}},
-     1230},
+     1450},
     {"icon ended, its picture there",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1200}, {IconArrived, 1202}},
      1202},
@@ -137,10 +141,10 @@ const Row rows[] = {
      1030},
     {"icon ended right before the finish, its picture awaited",
      {{Started}, {Committed}, {IconStarted}, {IconEnded, 1000}, {Finished, 1000}},
-     1030},
+     1250},
     {"icon ended within the settling time, its picture awaited",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1010}},
-     1040},
+     1260},
     {"picture within the settling time",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1010}, {IconArrived, 1010}},
      1030},
@@ -160,7 +164,7 @@ const Row rows[] = {
      3000},
     {"two ended, no picture",
      {{Started}, {Committed}, {IconStarted}, {IconStarted}, {Finished, 1000}, {IconEnded, 1100}, {IconEnded, 1200}},
-     1230},
+     1450},
     {"two ended, the first one's picture there",
      {{Started},
       {Committed},
@@ -170,7 +174,7 @@ const Row rows[] = {
       {IconEnded, 1190},
       {IconArrived, 1191},
       {IconEnded, 1200}},
-     1230},
+     1450},
     {"two ended, both pictures there",
      {{Started},
       {Committed},
@@ -191,7 +195,7 @@ const Row rows[] = {
       {Finished, 1000},
       {IconStarted},
       {IconEnded, 1100}},
-     1130},
+     1350},
     {"the first without a picture, the second with one",
      {{Started},
       {Committed},
@@ -201,7 +205,7 @@ const Row rows[] = {
       {IconEnded, 1100},
       {IconEnded, 1200},
       {IconArrived, 1201}},
-     1201},
+     1350},
     {"the first without a picture and ended just before",
      {{Started},
       {Committed},
@@ -211,10 +215,10 @@ const Row rows[] = {
       {IconEnded, 1195},
       {IconEnded, 1200},
       {IconArrived, 1201}},
-     1225},
+     1445},
     {"a picture too early to be the load's",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconArrived, 1100}, {IconEnded, 1200}},
-     1230},
+     1450},
     {"one early picture for two loads",
      {{Started},
       {Committed},
@@ -224,10 +228,10 @@ const Row rows[] = {
       {IconArrived, 1199},
       {IconEnded, 1200},
       {IconEnded, 1201}},
-     1231},
+     1451},
     {"the former page's early picture is forgotten",
      {{Started}, {IconArrived, 990}, {Committed}, {IconStarted}, {IconEnded, 1000}, {Finished, 1000}},
-     1030},
+     1250},
     {"another one begins once the first has settled",
      {{Started}, {Committed}, {IconStarted}, {IconEnded, 990}, {IconArrived, 990}, {Finished, 1000}, {IconStarted}},
      3000},
@@ -276,7 +280,7 @@ const Row busyRows[] = {
       {Answered, 1120},
       {Answered, 1140},
       {Answered, 1160}},
-     1160},
+     1350},
     {"a picture that has come needs no answer",
      {{Started}, {Committed}, {IconStarted}, {Finished, 1000}, {IconEnded, 1100}, {IconArrived, 1101}},
      1101},
@@ -319,7 +323,8 @@ TEST(LoadCompletion, TheTimesAreTheMeasuredOnes) {
     using Time = LoadCompletion::Time;
     EXPECT_EQ(LoadCompletion::settlingTime, Time(30));
     EXPECT_EQ(LoadCompletion::iconStartTime, Time(60));
-    EXPECT_EQ(LoadCompletion::iconArrivalTime, Time(30));
+    EXPECT_EQ(LoadCompletion::iconMatchTime, Time(30));
+    EXPECT_EQ(LoadCompletion::iconArrivalTime, Time(250));
     EXPECT_EQ(LoadCompletion::longestWait, Time(2000));
 }
 
