@@ -17,8 +17,6 @@
 
 namespace testing_support {
 
-namespace {
-
 std::vector<std::string> environmentWith(const std::map<std::string, std::optional<std::string>>& changes) {
     std::vector<std::string> lines;
     for (char** line = environ; *line != nullptr; ++line)
@@ -38,6 +36,8 @@ std::vector<char*> pointers(std::vector<std::string>& words) {
     list.push_back(nullptr);
     return list;
 }
+
+namespace {
 
 struct Pipe {
     int ends[2] = {-1, -1};

@@ -65,6 +65,12 @@ private:
     return Process(program, arguments, options).finish(limit);
 }
 
+// One's own environment with changes, as "NAME=value"; absent removes.
+[[nodiscard]] std::vector<std::string>
+environmentWith(const std::map<std::string, std::optional<std::string>>& changes);
+// What the exec calls take: a pointer to each word, which must outlive it, and a null one.
+[[nodiscard]] std::vector<char*> pointers(std::vector<std::string>& words);
+
 // Waits until the condition holds; false when it still does not at the deadline.
 template <class Condition>
 [[nodiscard]] bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {

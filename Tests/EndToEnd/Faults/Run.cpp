@@ -2,6 +2,7 @@
 
 #include "Site.h"
 #include "TessaroThumbs/ThumbnailRecord.h"
+#include "Tests/Support/Process.h"
 
 #include <algorithm>
 #include <array>
@@ -96,15 +97,6 @@ std::set<std::string> socketsOf(pid_t server) {
     return found;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& words) {
-    std::vector<char*> list;
-    list.reserve(words.size() + 1);
-    for (std::string& word : words)
-        list.push_back(word.data());
-    list.push_back(nullptr);
-    return list;
-}
-
 } // namespace
 
 void Setup::setPreferences(const std::string& contents) const {
@@ -140,15 +132,9 @@ void Run::start(const Setup& setup) {
     const std::string program = setup.programs / "TessaroThumbs";
     std::vector<std::string> words = {program};
     words.insert(words.end(), setup.arguments.begin(), setup.arguments.end());
-    std::vector<std::string> lines;
-    for (char** line = environ; *line; ++line)
-        if (!setup.environment.contains(std::string(*line).substr(0, std::string_view(*line).find('='))))
-            lines.emplace_back(*line);
-    for (const auto& [name, value] : setup.environment)
-        if (value)
-            lines.push_back(name + "=" + *value);
-    const std::vector<char*> argumentList = pointers(words);
-    const std::vector<char*> environmentList = pointers(lines);
+    std::vector<std::string> lines = testing_support::environmentWith(setup.environment);
+    const std::vector<char*> argumentList = testing_support::pointers(words);
+    const std::vector<char*> environmentList = testing_support::pointers(lines);
     std::array<int, 2> output{};
     std::array<int, 2> errors{};
     if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(errors.data(), O_CLOEXEC) != 0)
