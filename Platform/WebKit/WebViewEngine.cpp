@@ -8,7 +8,6 @@
 #include "WebKit/EngineProcesses.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <gtk/gtk.h>
 #include <utility>
 
@@ -131,8 +130,6 @@ void WebView::Engine::setPreferences(const WebPreferences& preferences) {
 // The engine starts its web process with the first load, which is late: a page's touch icon is fetched before that. A
 // message to the page's side, which nobody there hears, starts it at once and leaves no trace in the load's events.
 void WebView::Engine::startWebProcess() {
-    // Only this process does without EGL (see the starter); the engine's own need the variable's default.
-    unsetenv("__EGL_VENDOR_LIBRARY_FILENAMES");
     webkit_web_view_send_message_to_page(view_, webkit_user_message_new("start", nullptr), nullptr, nullptr, nullptr);
 }
 

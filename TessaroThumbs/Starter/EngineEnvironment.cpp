@@ -26,9 +26,8 @@ constexpr Setting always[] = {
 // With a display of its own.
 constexpr Setting onPrivateDisplay[] = {
     {"GDK_BACKEND", "x11"},
-    {"GDK_GL", "disable"},                              // 60 ms
-    {"__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent"}, // 80 ms; taken back before the page is loaded
-    {"GTK_THEME", "Plain"},                             // one of the substitutes
+    {"GDK_GL", "disable"},  // 60 ms
+    {"GTK_THEME", "Plain"}, // one of the substitutes
     // No session bus, neither found nor started: with an address of one, the engine puts a proxy to it into its
     // sandbox, which takes 15 ms. Nothing else is found under its mere name either.
     {"PATH", "/nonexistent"},
@@ -46,7 +45,7 @@ void put(std::vector<std::string>& environment, std::string_view name, std::stri
     environment.push_back(std::string(name) + "=" + std::string(value));
 }
 
-// The substitutes' folder (see cmake/EngineSubstitutes.cmake) ahead of the caller's own ones. The engine's sandbox
+// The substitutes' folder (see TessaroThumbs/Substitutes) ahead of the caller's own ones. The engine's sandbox
 // shows its processes every folder of this variable with all that is in it.
 std::string libraryPath(const std::string& substitutes) {
     const char* callers = std::getenv("LD_LIBRARY_PATH");
@@ -74,6 +73,7 @@ std::vector<std::string> engineEnvironment(bool privateDisplay, const std::strin
         for (const Setting& setting : onPrivateDisplay)
             put(environment, setting.name, setting.value);
         put(environment, "GTK_DATA_PREFIX", substitutes);
+        put(environment, "__EGL_VENDOR_LIBRARY_FILENAMES", substitutes + "/share/egl/late.json");
     }
     return environment;
 }

@@ -88,6 +88,16 @@ TEST(Pictures, OfAnAnimationAreStill) {
         ASSERT_EQ(describe(pixel), describe(picture.pixelAt(100, 100)));
 }
 
+// The driver of which is loaded for such a page only.
+TEST(Pictures, ShowWhatWebGLDraws) {
+    Capture capture(Site::shared().url("/webgl.html"));
+    capture.finish();
+    ASSERT_TRUE(capture.hasRecord()) << capture.complaints();
+    const Bitmap picture = capture.picture();
+    EXPECT_EQ(describe(picture.pixelAt(borderX - mixed, borderY)), "0xFF0066FF");
+    EXPECT_EQ(describe(picture.pixelAt(borderX + mixed, borderY)), "0xFFFF6600");
+}
+
 TEST(Pictures, AreReadByOthersToo) {
     const TemporaryFolder folder;
     Capture capture(Site::shared().url("/bands.html"));

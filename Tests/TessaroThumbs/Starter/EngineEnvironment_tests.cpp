@@ -65,7 +65,7 @@ TEST(EngineEnvironment, HasWhatMakesARunQuietPrivateAndQuick) {
         {"GDK_GL", nullptr, "disable", none},
         {"GTK_THEME", "Adwaita:dark", "Plain", "Adwaita:dark"},
         {"GTK_DATA_PREFIX", nullptr, "/helper/substitutes", none},
-        {"__EGL_VENDOR_LIBRARY_FILENAMES", nullptr, "/nonexistent", none},
+        {"__EGL_VENDOR_LIBRARY_FILENAMES", nullptr, "/helper/substitutes/share/egl/late.json", none},
         // The caller's own
         {"HOME", "/home/u", "/home/u", "/home/u"},
         {"LANG", "fi_FI.UTF-8", "fi_FI.UTF-8", "fi_FI.UTF-8"},

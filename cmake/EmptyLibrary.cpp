@@ -1,1 +1,0 @@
-// Empty on purpose: see EngineSubstitutes.cmake.
