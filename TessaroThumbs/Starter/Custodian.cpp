@@ -19,8 +19,10 @@
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/random.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -120,10 +122,9 @@ bool awaitEnd(int lifeline, pid_t engine, PrivateDisplay* display) {
     }
 }
 
-// The name of a folder for this run alone, in place of the user's: the engine's sandbox leaves notes in it, and finds
-// no session bus there to which it would have to start a proxy. Drawn before the fork, so that whichever of the two is
-// left can remove the folder, and made behind it, so that there is nothing to remove until two watch each other. Empty
-// without randomness; then the user's folder serves.
+// The name of a folder for this run alone, in place of the user's: the engine's sandbox leaves notes in it. Drawn
+// before the fork, so that whichever of the two is left can remove the folder, and made behind it, so that there is
+// nothing to remove until two watch each other. Empty without randomness; then the user's folder serves.
 std::string drawRuntimeFolder() {
     std::array<unsigned char, 12> random{};
     if (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size()))
@@ -133,6 +134,21 @@ std::string drawRuntimeFolder() {
     for (const unsigned byte : random)
         name << std::setw(2) << byte;
     return name.str();
+}
+
+// In the folder a session bus that answers nobody. Where there is none, the engine's processes try again and again to
+// start one, and copy themselves for it every time (12 ms before the sandbox stands); one that the environment names
+// would make the engine start a proxy to it.
+bool makeRuntimeFolder(const std::string& folder) {
+    if (folder.empty() || mkdir(folder.c_str(), S_IRWXU) != 0)
+        return false;
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    (folder + "/bus").copy(address.sun_path, sizeof address.sun_path - 1);
+    const int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    (void)bind(bus, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    close(bus); // its name stays, and refuses every connection
+    return true;
 }
 
 void removeFolder(const std::string& folder) {
@@ -149,7 +165,7 @@ void removeFolder(const std::string& folder) {
     if (wantsDisplay)
         display = PrivateDisplay::start();
     PrivateDisplay* const server = display ? &*display : nullptr;
-    const bool hasFolder = !runtimeFolder.empty() && mkdir(runtimeFolder.c_str(), S_IRWXU) == 0;
+    const bool hasFolder = makeRuntimeFolder(runtimeFolder);
     const pid_t engine = startEngine(argc, argv, record, wantsDisplay, server, hasFolder ? runtimeFolder : "");
     close(record);
     if (engine > 0) {
