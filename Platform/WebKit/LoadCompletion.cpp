@@ -70,7 +70,7 @@ LoadCompletion::Time LoadCompletion::iconSettledTime() const {
 std::optional<LoadCompletion::Time> LoadCompletion::dueTime() const {
     if (!finished_)
         return std::nullopt;
-    return std::min(std::max(*finished_ + settlingTime, iconSettledTime()), *finished_ + longestWait);
+    return std::min(std::max(waitedOut(*finished_ + settlingTime), iconSettledTime()), *finished_ + longestWait);
 }
 
 } // namespace platform

@@ -1,15 +1,15 @@
 // Decides when a page load counts as finished. Knows times and events only, no engine and no clock.
 //
 // The engine says "finished" when the document and what it links have arrived; the site icon is asked for around that
-// moment, late frames and lazily painted parts follow within some 30 ms, and a page that sends the visitor on
-// (location=..., meta refresh) begins its next load 3 to 12 ms later. So the finish is reported when
+// moment, a page paints its first frame within a sixtieth of a second, and one that sends the visitor on (location=...,
+// meta refresh) begins its next load 3 to 12 ms later. So the finish is reported when
 //   - no new load has begun since, and
 //   - `settlingTime` has passed, and
 //   - no icon load was seen for `iconStartTime`, or every one seen has ended and its own picture arrived (or did not
 //     within `iconArrivalTime`, or cannot come),
-// and in any case `longestWait` after the engine's word. The times are those of an idle machine: where they are waited
-// out for something that may not come, the web process must also have answered `answersAwaited` questions in the
-// meantime, which a busy machine stretches and an idle one does not notice.
+// and in any case `longestWait` after the engine's word. The times are those of an idle machine: in each of them the
+// web process must also have answered `answersAwaited` questions, which a busy machine stretches and an idle one does
+// not notice.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ class LoadCompletion {
 public:
     using Time = std::chrono::milliseconds; // since any fixed moment
 
-    static constexpr Time settlingTime{30};
+    static constexpr Time settlingTime{20};
     static constexpr Time iconStartTime{60};
     static constexpr Time iconMatchTime{30};    // between an icon load's end and a picture that came before it
     static constexpr Time iconArrivalTime{250}; // of the picture behind that end; 0.2 to 14 ms on an idle machine

@@ -35,8 +35,7 @@ PageReaction reactionTo(PageEvent event) {
 }
 
 PageEvent failureAt(LoadPhase phase) {
-    return phase == LoadPhase::Started || phase == LoadPhase::Redirected ? PageEvent::LoadFailedBeforeCommit
-                                                                         : PageEvent::LoadFailedAfterCommit;
+    return phase < LoadPhase::Committed ? PageEvent::LoadFailedBeforeCommit : PageEvent::LoadFailedAfterCommit;
 }
 
 NSError errorFromEngine(std::string_view domain, int code, std::string_view message) {

@@ -6,7 +6,7 @@
 
 namespace platform {
 
-enum class LoadPhase : unsigned char { Started, Redirected, Committed, Finished };
+enum class LoadPhase : unsigned char { Requested, Started, Redirected, Committed, Finished };
 
 // What the engine reports.
 enum class PageEvent : unsigned char {

@@ -5,9 +5,11 @@
 #include "Foundation/CFURL.h"
 #include "Foundation/NSException.h"
 #include "WebKit/EngineContext.h"
+#include "WebKit/EngineLibraries.h"
 #include "WebKit/EngineProcesses.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <gtk/gtk.h>
 #include <utility>
 
@@ -70,6 +72,14 @@ void snapshotIsReady(GObject* view, GAsyncResult* result, gpointer data) {
 
 // One pixel a point, whatever the display's scale and the engine's idea of the visible part.
 cairo_surface_t* inPoints(cairo_surface_t* surface, NSSize size) {
+    const bool isInPoints = cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE &&
+                            cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32 &&
+                            cairo_image_surface_get_width(surface) == pixels(size.width) &&
+                            cairo_image_surface_get_height(surface) == pixels(size.height);
+    if (isInPoints) {
+        cairo_surface_flush(surface);
+        return surface;
+    }
     cairo_surface_t* out = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(size.width), pixels(size.height));
     cairo_t* context = cairo_create(out);
     cairo_set_operator(context, CAIRO_OPERATOR_SOURCE);
@@ -130,6 +140,10 @@ void WebView::Engine::setPreferences(const WebPreferences& preferences) {
 // The engine starts its web process with the first load, which is late: a page's touch icon is fetched before that. A
 // message to the page's side, which nobody there hears, starts it at once and leaves no trace in the load's events.
 void WebView::Engine::startWebProcess() {
+    // The sandbox's own programs are started with it.
+    const char* order = std::getenv(libraryOrderVariable);
+    if (order && std::string_view(order) == engineLibrariesInOrder)
+        unsetenv(libraryOrderVariable);
     webkit_web_view_send_message_to_page(view_, webkit_user_message_new("start", nullptr), nullptr, nullptr, nullptr);
 }
 
@@ -146,6 +160,7 @@ void WebView::Engine::setFrame(NSRect frame) {
 }
 
 void WebView::Engine::load(const NSURLRequest& request) {
+    phase_ = LoadPhase::Requested;
     webkit_web_view_load_uri(view(), lossyUTF8String(request.URL().absoluteString()).c_str());
 }
 
@@ -196,17 +211,30 @@ void WebView::Engine::report(PageEvent event, const NSError* error) {
     }
 }
 
-// Told from the main loop itself and not from within the engine's signal: a snapshot that is awaited in there hangs
-// when the engine has queued the web process's messages behind the one it is delivering. Nothing comes between the two.
+// The network process may speak sooner than the web process, which has the load begin: then the challenge waits for
+// that.
 void WebView::Engine::challengeReceived(WebKitAuthenticationRequest* request) {
     announceStart();
-    if (isBusy_ || isClosed_ || challengeSource_ != 0)
+    if (isBusy_ || isClosed_ || challenge_)
         return;
     challenge_ = request;
+    if (phase_ != LoadPhase::Requested)
+        tellChallengeSoon();
+}
+
+// One that nobody has been told of is still told: the engine itself cancels it when the load's beginning comes late.
+void WebView::Engine::challengeCancelled(WebKitAuthenticationRequest* request) {
+    if (request != challenge_)
+        reportChallenge(PageEvent::ChallengeCancelled, request);
+}
+
+// Told from the main loop itself and not from within the engine's signal: a snapshot that is awaited in there hangs
+// when the engine has queued the web process's messages behind the one it is delivering. Nothing comes between the two.
+void WebView::Engine::tellChallengeSoon() {
     const auto action = [](gpointer data) -> gboolean {
         auto* engine = static_cast<Engine*>(data);
         engine->challengeSource_ = 0;
-        engine->reportChallenge(PageEvent::ChallengeReceived, engine->challenge_);
+        engine->reportChallenge(PageEvent::ChallengeReceived, std::exchange(engine->challenge_, nullptr));
         return G_SOURCE_REMOVE;
     };
     challengeSource_ = g_idle_add_full(G_PRIORITY_HIGH, action, this, nullptr);
@@ -237,6 +265,10 @@ void WebView::Engine::loadStarted(const char* address) {
     startIsUnannounced_ = true;
     completion_.loadStarted();
     watchCompletion();
+    if (challenge_ && challengeSource_ == 0) {
+        announceStart();
+        tellChallengeSoon();
+    }
     if (!networkProcessIsWatched_)
         networkProcessIsWatched_ = watchNetworkProcess([this] { report(PageEvent::NetworkProcessEnded); });
 }
@@ -365,7 +397,7 @@ static bool mayHoldPicture(WebKitURIResponse* response) {
 }
 
 void WebView::Engine::watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request) {
-    if (phase_ == LoadPhase::Started || phase_ == LoadPhase::Redirected || !acceptsAnything(request))
+    if (phase_ < LoadPhase::Committed || !acceptsAnything(request))
         return;
     if (isForImage(request))
         awaitIcon(resource);

@@ -34,7 +34,7 @@ public:
     // What the engine's signals say and ask, see WebViewSignals.cpp.
     void report(PageEvent event, const NSError* error = nullptr);
     void challengeReceived(WebKitAuthenticationRequest* request); // the request stays alive
-    void reportChallenge(PageEvent event, WebKitAuthenticationRequest* request);
+    void challengeCancelled(WebKitAuthenticationRequest* request);
     void loadStarted(const char* address);
     void loadRedirected(const char* address);
     void loadCommitted(const char* address);
@@ -51,6 +51,8 @@ private:
     void startWebProcess();
     void setProvisionalAddress(const char* address);
     void announceStart();
+    void tellChallengeSoon();
+    void reportChallenge(PageEvent event, WebKitAuthenticationRequest* request);
     void watchIconLoad(WebKitWebResource* resource, WebKitURIRequest* request);
     static void iconMayHaveMoved(WebKitWebResource* resource, WebKitURIRequest* request, WebKitURIResponse* redirect,
                                  Engine* engine);
@@ -66,12 +68,12 @@ private:
     String userAgent_;
     WebKitWebView* view_ = nullptr;
     LoadCompletion completion_;
-    LoadPhase phase_ = LoadPhase::Started;
+    LoadPhase phase_ = LoadPhase::Requested;
     std::string provisionalAddress_;
     bool startIsUnannounced_ = false;
     unsigned completionTimer_ = 0;
     unsigned challengeSource_ = 0;
-    WebKitAuthenticationRequest* challenge_ = nullptr;
+    WebKitAuthenticationRequest* challenge_ = nullptr; // received and not told yet
     // The latest question's number: an older one's answer does not count, and none does once the view is gone.
     std::shared_ptr<unsigned> question_ = std::make_shared<unsigned>(0);
     bool networkProcessIsWatched_ = false;

@@ -99,9 +99,7 @@ struct SignalHandlers {
     // TRUE and a reference kept: the challenge is neither answered nor cancelled, and no panel asks anybody.
     static gboolean authenticate(WebKitWebView*, WebKitAuthenticationRequest* request, gpointer data) {
         g_object_ref(request);
-        const auto cancelled = [](WebKitAuthenticationRequest* r, gpointer d) {
-            engine(d).reportChallenge(PageEvent::ChallengeCancelled, r);
-        };
+        const auto cancelled = [](WebKitAuthenticationRequest* r, gpointer d) { engine(d).challengeCancelled(r); };
         g_signal_connect(request, "cancelled", G_CALLBACK(+cancelled), data);
         engine(data).challengeReceived(request);
         return TRUE;

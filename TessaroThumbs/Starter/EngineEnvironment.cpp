@@ -1,5 +1,7 @@
 #include "TessaroThumbs/Starter/EngineEnvironment.h"
 
+#include "WebKit/EngineLibraries.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <string_view>
@@ -73,6 +75,8 @@ std::vector<std::string> engineEnvironment(bool privateDisplay, const std::strin
         for (const Setting& setting : onPrivateDisplay)
             put(environment, setting.name, setting.value);
         put(environment, "GTK_DATA_PREFIX", substitutes);
+        if (!std::getenv(platform::libraryOrderVariable)) // whoever sets it means something by it
+            put(environment, platform::libraryOrderVariable, platform::engineLibrariesInOrder);
         put(environment, "__EGL_VENDOR_LIBRARY_FILENAMES", substitutes + "/share/egl/late.json");
     }
     return environment;

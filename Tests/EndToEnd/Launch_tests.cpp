@@ -198,6 +198,10 @@ TEST(Launch, TheEnginesProcessesFindTheSubstitutes) {
         EXPECT_TRUE(std::includes(mapped.begin(), mapped.end(), emptyLibraries.begin(), emptyLibraries.end())) << name;
         for (const std::string& file : mapped)
             EXPECT_THAT(file, Not(AnyOf(HasSubstr("libEGL_mesa"), HasSubstr("_dri.so"), HasSubstr("libLLVM")))) << name;
+        // The libraries' order is for those that are not started through the sandbox's programs.
+        const std::string environment = testing_support::contentsOf("/proc/" + std::to_string(pids[0]) + "/environ");
+        EXPECT_EQ(environment.find("LD_PRELOAD=") == std::string::npos, std::string_view(name) == "WebKitWebProcess")
+            << name;
         EXPECT_TRUE(mapped.contains(lateDriver) || std::string_view(name) != "WebKitWebProcess") << name;
     }
     capture.process().sendSignal(SIGTERM);

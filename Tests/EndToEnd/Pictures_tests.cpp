@@ -88,6 +88,14 @@ TEST(Pictures, OfAnAnimationAreStill) {
         ASSERT_EQ(describe(pixel), describe(picture.pixelAt(100, 100)));
 }
 
+// Many pages paint from a callback of the first frame behind the load.
+TEST(Pictures, ShowTheFirstFrameAfterTheLoad) {
+    Capture capture(Site::shared().url("/first-frame.html"));
+    capture.finish();
+    ASSERT_TRUE(capture.hasRecord()) << capture.complaints();
+    EXPECT_EQ(describe(capture.picture().pixelAt(borderX, borderY)), "0xFF00FF00");
+}
+
 // The driver of which is loaded for such a page only.
 TEST(Pictures, ShowWhatWebGLDraws) {
     Capture capture(Site::shared().url("/webgl.html"));

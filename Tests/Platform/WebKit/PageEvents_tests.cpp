@@ -42,6 +42,7 @@ struct FailureRow {
 
 TEST(PageEvents, AFailureIsProvisionalUntilTheCommit) {
     const FailureRow rows[] = {
+        {LoadPhase::Requested, PageEvent::LoadFailedBeforeCommit},
         {LoadPhase::Started, PageEvent::LoadFailedBeforeCommit},
         {LoadPhase::Redirected, PageEvent::LoadFailedBeforeCommit},
         {LoadPhase::Committed, PageEvent::LoadFailedAfterCommit},

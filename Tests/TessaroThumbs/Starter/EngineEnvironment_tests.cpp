@@ -1,5 +1,7 @@
 #include "TessaroThumbs/Starter/EngineEnvironment.h"
 
+#include "WebKit/EngineLibraries.h"
+
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
@@ -66,6 +68,9 @@ TEST(EngineEnvironment, HasWhatMakesARunQuietPrivateAndQuick) {
         {"GTK_THEME", "Adwaita:dark", "Plain", "Adwaita:dark"},
         {"GTK_DATA_PREFIX", nullptr, "/helper/substitutes", none},
         {"__EGL_VENDOR_LIBRARY_FILENAMES", nullptr, "/helper/substitutes/share/egl/late.json", none},
+        // The order of the engine's libraries, unless the caller has libraries of his own
+        {"LD_PRELOAD", nullptr, platform::engineLibrariesInOrder, none},
+        {"LD_PRELOAD", "/own.so", "/own.so", "/own.so"},
         // The caller's own
         {"HOME", "/home/u", "/home/u", "/home/u"},
         {"LANG", "fi_FI.UTF-8", "fi_FI.UTF-8", "fi_FI.UTF-8"},
