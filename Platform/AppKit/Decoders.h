@@ -8,8 +8,10 @@ namespace platform {
 
 using Representations = std::vector<NSBitmapImageRep>;
 
-// PNG, JPEG, GIF, BMP and WebP through gdk-pixbuf, the decoder chosen by the type and not by its own guess.
+// PNG, JPEG, GIF and BMP through gdk-pixbuf, the decoder chosen by the type and not by its own guess.
 [[nodiscard]] Representations decodeWithPixbuf(DataView data, ImageType type, long budget);
+// The first frame of an animation.
+[[nodiscard]] Representations decodeWebP(DataView data, long budget);
 [[nodiscard]] Representations decodeTIFF(DataView data, long budget);
 // A JP2 file or a bare codestream.
 [[nodiscard]] Representations decodeJPEG2000(DataView data, long budget);

@@ -17,11 +17,12 @@ Representations decode(DataView data, ImageType type) {
         return decodeICNS(data, maximumImagePixels);
     case ImageType::JPEG2000:
         return decodeJPEG2000(data, maximumImagePixels);
+    case ImageType::WebP:
+        return decodeWebP(data, maximumImagePixels);
     case ImageType::PNG:
     case ImageType::JPEG:
     case ImageType::GIF:
     case ImageType::BMP:
-    case ImageType::WebP:
         break;
     }
     return decodeWithPixbuf(data, type, maximumImagePixels);

@@ -25,8 +25,6 @@ const char* loaderName(ImageType type) {
         return "gif";
     case ImageType::BMP:
         return "bmp";
-    case ImageType::WebP:
-        return "webp";
     default:
         return "";
     }
@@ -86,30 +84,11 @@ Representations decodeStill(DataView data, ImageType type, long budget) {
     return result;
 }
 
-// The first picture in its place on the animation's canvas.
-Representations decodeAnimatedWebP(DataView data, long budget) {
-    const auto frame = firstFrameOfWebP(data);
-    if (!frame || !isAcceptable(frame->canvas) ||
-        static_cast<long>(frame->canvas.wide) * static_cast<long>(frame->canvas.high) > budget)
-        return {};
-    const Representations picture = decodeStill(frame->file, ImageType::WebP, budget);
-    if (picture.empty() || picture[0].pixelsWide() != static_cast<int>(frame->size.wide) ||
-        picture[0].pixelsHigh() != static_cast<int>(frame->size.high))
-        return {};
-    Representations result;
-    auto& canvas = result.emplace_back(static_cast<int>(frame->canvas.wide), static_cast<int>(frame->canvas.high));
-    for (int y = 0; y < picture[0].pixelsHigh(); ++y) {
-        const auto row = picture[0].row(y);
-        std::copy(row.begin(), row.end(), canvas.row(y + static_cast<int>(frame->top)).begin() + frame->left);
-    }
-    return result;
-}
-
 } // namespace
 
 void prepareImageDecoding(DataView data) {
     const auto type = sniffImageType(data);
-    if (!type || type == ImageType::TIFF || type == ImageType::JPEG2000)
+    if (!type || type == ImageType::TIFF || type == ImageType::JPEG2000 || type == ImageType::WebP)
         return;
     const bool isContainer = type == ImageType::ICO || type == ImageType::ICNS;
     const LoaderHandle loader(
@@ -121,8 +100,6 @@ void prepareImageDecoding(DataView data) {
 Representations decodeWithPixbuf(DataView data, ImageType type, long budget) {
     if (type == ImageType::GIF)
         return decodeStill(firstFrameOfGIF(data), type, budget);
-    if (type == ImageType::WebP && isAnimatedWebP(data))
-        return decodeAnimatedWebP(data, budget);
     return decodeStill(data, type, budget);
 }
 
