@@ -19,10 +19,13 @@ constexpr const char* runWithSite = R"(
 set -eu
 site=$1 folder=$2 requests=$3; shift 3
 mkfifo "$folder/../life" "$folder/../ports"
-"$site" --folder "$folder" --storable --port 80 --log "$requests" <"$folder/../life" >"$folder/../ports" &
+"$site" --folder "$folder" --storable --port 80 --https "$folder/.." --https-port 443 --log "$requests" <"$folder/../life" >"$folder/../ports" &
 exec 9>"$folder/../life"
 read -r ports <"$folder/../ports"
-[ "$ports" = '{"http": 80}' ] || { echo "the site has other ports: $ports" >&2; exit 9; }
+case $ports in
+*'"http": 80,'*'"https": 443'*) ;;
+*) echo "the site has other ports: $ports" >&2; exit 9 ;;
+esac
 status=0
 "$@" 9>&- || status=$?
 exec 9>&-
@@ -47,17 +50,20 @@ protected:
     }
 
     // The record's touch icon: its pixel size, "" for none, and what went wrong if no record came.
-    std::string capture(const std::string& address) {
+    std::string capture(const std::string& address, bool trustsSite = false) {
         ProcessOptions options;
         options.environment = {{"HOME", home_.path()},
                                {"XDG_CACHE_HOME", std::nullopt},
                                {"XDG_RUNTIME_DIR", std::nullopt},
                                {"http_proxy", std::nullopt}};
-        const ProcessResult result = testing_support::run(
-            "/usr/bin/bwrap",
-            {"--unshare-net", "--cap-add", "CAP_NET_BIND_SERVICE", "--dev-bind", "/", "/", "/bin/sh", "-c", runWithSite,
-             "sh", program("loopback-site"), site_, requests_, program("TessaroThumbs"), "-url", address, "-uuid", "x"},
-            options, std::chrono::seconds(60));
+        std::vector<std::string> words = {
+            "--unshare-net", "--cap-add", "CAP_NET_BIND_SERVICE",   "--dev-bind", "/",      "/", "/bin/sh", "-c",
+            runWithSite,     "sh",        program("loopback-site"), site_,        requests_};
+        if (trustsSite)
+            words.insert(words.end(), {"/usr/bin/bwrap", "--dev-bind", "/", "/", "--ro-bind", folder_ / "authority.pem",
+                                       "/etc/ssl/certs/ca-certificates.crt"});
+        words.insert(words.end(), {program("TessaroThumbs"), "-url", address, "-uuid", "x"});
+        const ProcessResult result = testing_support::run("/usr/bin/bwrap", words, options, std::chrono::seconds(60));
         const auto record = tessaro::readThumbnailRecord(platform::charactersAsBytes(result.output), nullptr);
         if (!record || result.status != 0)
             return "status " + std::to_string(result.status) + ", no record; " + result.errors;
@@ -134,6 +140,21 @@ TEST_F(TouchIcons, AStoredOneIsUsedWithoutARequest) {
     std::filesystem::remove(site_ / precomposed);
     EXPECT_EQ(capture("http://127.0.0.1/"), "16 x 12");
     EXPECT_EQ(requested().at(0), "GET /") << "no request but the page's own";
+}
+
+TEST_F(TouchIcons, AreAskedForSecurelyWhereThePageIs) {
+    serveImage(plain, "opaque.png");
+    EXPECT_EQ(capture("https://localhost/", true), "16 x 12");
+    EXPECT_EQ(logged(), (Lines{"Trying: 'https://localhost/apple-touch-icon-precomposed.png'",
+                               "Trying: 'https://localhost/apple-touch-icon.png'", "Using apple-touch-icon.png"}));
+    EXPECT_EQ(requested(3), (Lines{"GET /apple-touch-icon-precomposed.png", "GET /apple-touch-icon.png", "GET /"}));
+}
+
+TEST_F(TouchIcons, AreNotAskedOfAServerWhoseCertificateIsNotTrusted) {
+    serveImage(precomposed, "opaque.png");
+    EXPECT_NE(capture("https://localhost/"), "16 x 12");
+    EXPECT_EQ(logged().size(), 2U); // both are tried
+    EXPECT_EQ(requested(), Lines());
 }
 
 TEST_F(TouchIcons, AHostileOneCostsNothingButItself) {
