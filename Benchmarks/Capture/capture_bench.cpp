@@ -221,7 +221,12 @@ std::vector<Peer> installedPeers(const std::string& folder) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 9;
+    constexpr int usualRounds = 9;
+    const int rounds = argc > 1 ? std::atoi(argv[1]) : usualRounds;
+    if (rounds < 1) {
+        std::fprintf(stderr, "usage: capture-bench [rounds]\n");
+        return EXIT_FAILURE;
+    }
     const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     std::array<int, 2> number{};
     std::array<int, 2> site{};

@@ -40,9 +40,12 @@ private:
     std::string display_;
 };
 
-TEST(DevMode, ShowsThePageAtTheLowerLeftCornerOfTheScreen) {
+TEST(DevMode, ShowsThePageAtTheLowerLeftCornerOfTheScreenBehindOtherWindows) {
     const Desktop desktop;
     ASSERT_NE(desktop.display(), ":");
+    Process other("display", {"-display", desktop.display(), "-geometry", "+400+400", "-size", "200x200", "xc:yellow"});
+    const auto showsTheOther = [&] { return desktop.screenshot().pixelAt(500, 500) == 0xFFFFFF00; };
+    ASSERT_TRUE(waitUntil(showsTheOther));
     Site::shared().forgetRequests();
     CaptureOptions options;
     options.preferences["DevMode"] = integer("1");
@@ -60,6 +63,8 @@ TEST(DevMode, ShowsThePageAtTheLowerLeftCornerOfTheScreen) {
                screen.pixelAt(955, top + 300) != 0xFFFF00FF && screen.pixelAt(100, top - 1) != 0xFFFF0000;
     };
     EXPECT_TRUE(waitUntil(showsThePage, std::chrono::seconds(20)));
+    EXPECT_TRUE(showsTheOther());
+    other.sendSignal(SIGTERM);
     capture.process().sendSignal(SIGTERM);
     capture.finish();
     EXPECT_TRUE(waitUntil([&] { return capture.processes("WebKitWebProcess").empty(); }));
