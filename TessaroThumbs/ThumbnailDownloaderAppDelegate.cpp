@@ -64,6 +64,7 @@ void ThumbnailDownloaderAppDelegate::createWebView() {
     _webView->setPreferences(preferences);
     _webView->setCustomUserAgent(userAgent);
     _webView->setMaintainsBackForwardList(false);
+    _webView->setEndsPageWithPicture(true); // its process leaves while the record is made: 4 of 220 ms
     _webView->setFrameLoadDelegate(this);
     _webView->setResourceLoadDelegate(this);
     _webView->setUIDelegate(this);

@@ -22,7 +22,7 @@ class LoadCompletion {
 public:
     using Time = std::chrono::milliseconds; // since any fixed moment
 
-    static constexpr Time settlingTime{20};
+    static constexpr Time settlingTime{17}; // a frame
     static constexpr Time iconStartTime{60};
     static constexpr Time iconMatchTime{30};    // between an icon load's end and a picture that came before it
     static constexpr Time iconArrivalTime{250}; // of the picture behind that end; 0.2 to 14 ms on an idle machine

@@ -28,6 +28,10 @@ void WebView::setCustomUserAgent(StringView userAgent) {
 // The engine cannot do without its list; a view that never navigates back has no use of it either way.
 void WebView::setMaintainsBackForwardList(bool) {}
 
+void WebView::setEndsPageWithPicture(bool flag) {
+    engine_->endsPageWithPicture = flag;
+}
+
 void WebView::setFrameLoadDelegate(WebFrameLoadDelegate* delegate) {
     engine_->frameLoadDelegate = delegate;
 }

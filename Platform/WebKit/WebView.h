@@ -38,6 +38,9 @@ public:
     void setPreferences(const WebPreferences& preferences);
     void setCustomUserAgent(StringView userAgent);
     void setMaintainsBackForwardList(bool flag);
+    // The page is needed for one picture only: its process ends when the focus is unlocked, and nothing more is told of
+    // it. Default: it lives on.
+    void setEndsPageWithPicture(bool flag);
 
     // Not owned; null means the engine's defaults.
     void setFrameLoadDelegate(WebFrameLoadDelegate* delegate);

@@ -476,6 +476,10 @@ void WebView::Engine::lockFocus() {
 
 void WebView::Engine::unlockFocus() {
     NSGraphicsContext::restoreGraphicsState();
+    if (endsPageWithPicture) {
+        close();
+        webkit_web_view_terminate_web_process(view());
+    }
 }
 
 } // namespace platform

@@ -26,6 +26,7 @@ public:
     void unlockFocus();
     [[nodiscard]] WebKitWebView* view();
 
+    bool endsPageWithPicture = false;
     WebFrameLoadDelegate* frameLoadDelegate = nullptr;
     WebResourceLoadDelegate* resourceLoadDelegate = nullptr;
     WebUIDelegate* uiDelegate = nullptr;

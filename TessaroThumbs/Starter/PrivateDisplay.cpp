@@ -84,7 +84,7 @@ std::string drawNumber() {
         unsigned random = 0;
         if (getrandom(&random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
             break;
-        const std::string number = std::to_string(first + random % count);
+        std::string number = std::to_string(first + random % count);
         struct stat ignored {};
         if (lstat(socketOf(number).c_str(), &ignored) != 0 &&
             lstat(("/tmp/.X" + number + "-lock").c_str(), &ignored) != 0)

@@ -33,9 +33,9 @@ TEST_F(Launch, TakesItsStepsInOrder) {
                             "WebPreferences setPrivateBrowsingEnabled YES", "WebPreferences setAllowsAnimatedImages NO",
                             "WebPreferences setCacheModel 0", "WebPreferences setAutosaves NO",
                             "WebView setPreferences", std::string("WebView setCustomUserAgent ") + userAgent,
-                            "WebView setMaintainsBackForwardList NO", "WebView setFrameLoadDelegate the delegate",
-                            "WebView setResourceLoadDelegate the delegate", "WebView setUIDelegate the delegate",
-                            "WebView setPolicyDelegate the delegate",
+                            "WebView setMaintainsBackForwardList NO", "WebView setEndsPageWithPicture YES",
+                            "WebView setFrameLoadDelegate the delegate", "WebView setResourceLoadDelegate the delegate",
+                            "WebView setUIDelegate the delegate", "WebView setPolicyDelegate the delegate",
                             // the window
                             "NSWindow initWithContentRect (0, 0, 955, 730) styleMask 0 backing 2 defer NO",
                             "NSWindow setReleasedWhenClosed YES", "NSWindow setAlphaValue 0",

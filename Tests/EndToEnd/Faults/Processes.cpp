@@ -21,7 +21,7 @@ auto replaceProgram(const char* program, const char* by) {
 }
 
 // "FOLDER" in the script becomes the run's own folder.
-auto replaceDisplayServerByScript(std::string script) {
+auto replaceDisplayServerByScript(const std::string& script) {
     return [=](Setup& setup) {
         const std::string folder = setup.home.parent_path().string();
         const std::string program = folder + "/server";

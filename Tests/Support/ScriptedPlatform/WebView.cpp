@@ -64,6 +64,10 @@ void WebView::setMaintainsBackForwardList(bool flag) {
     call("WebView setMaintainsBackForwardList", text(flag));
 }
 
+void WebView::setEndsPageWithPicture(bool flag) {
+    call("WebView setEndsPageWithPicture", text(flag));
+}
+
 void WebView::setFrameLoadDelegate(WebFrameLoadDelegate* delegate) {
     call("WebView setFrameLoadDelegate", nameOfDelegate(delegate));
 }
