@@ -39,7 +39,7 @@ inline void putText(platform::NSBitmapImageRep& bitmap, int x, int y, std::strin
             for (int column = 0; column < 5; ++column)
                 if ((glyph[static_cast<std::size_t>(row)] >> (4 - column) & 1) != 0 &&
                     x + column < bitmap.pixelsWide() && y + row < bitmap.pixelsHigh())
-                    bitmap.row(y + row)[static_cast<std::size_t>(x + column)] = colour;
+                    bitmap.row(y + row).data()[x + column] = colour;
         x += 6;
     }
 }

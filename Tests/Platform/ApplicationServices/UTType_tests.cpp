@@ -8,7 +8,6 @@
 namespace platform {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::TemporaryFolder;
 

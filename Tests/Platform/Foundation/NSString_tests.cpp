@@ -74,7 +74,8 @@ TEST(NSString, AppendsAPathComponent) {
 }
 
 TEST(NSString, ExpandsTheTilde) {
-    const std::string before = std::getenv("HOME") ? std::getenv("HOME") : "";
+    const char* home = std::getenv("HOME");
+    const std::string before = home ? home : "";
     setenv("HOME", "/home/x", 1);
     EXPECT_EQ(stringByExpandingTildeInPath(u"~/Library/Logs"), u"/home/x/Library/Logs");
     EXPECT_EQ(stringByExpandingTildeInPath(u"~"), u"/home/x");
