@@ -16,7 +16,6 @@ namespace {
 using platform::NSBitmapImageRep;
 using Pixel = NSBitmapImageRep::Pixel;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // Tells every place of the view from every other one.
 Pixel placeAsColour(int x, int y) {

@@ -126,7 +126,7 @@ std::optional<Data> evpCipher(const EVP_CIPHER* cipher, bool encrypts, const Dat
     if (EVP_CipherUpdate(context.get(), out.data(), &length, in.data(), asInt(in.size())) != 1 ||
         EVP_CipherFinal_ex(context.get(), out.data() + length, &last) != 1)
         return std::nullopt;
-    out.resize(static_cast<std::size_t>(length + last));
+    out.resize(static_cast<std::size_t>(length) + static_cast<std::size_t>(last));
     return out;
 }
 

@@ -22,8 +22,6 @@ using platform::IORegistryEntry;
 using platform::kern_return_t;
 using platform::lossyUTF8String;
 using platform::TypeDeclaration;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing_support::LogFile;
 using testing_support::TemporaryFolder;
 

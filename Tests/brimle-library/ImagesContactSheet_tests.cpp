@@ -123,8 +123,9 @@ TEST(ContactSheet, ShowsEveryOperation) {
     NSImage sheet = imageOf(paper);
     sheet.lockFocus();
     for (std::size_t i = 0; i < all.size(); ++i) {
-        const NSRect frame = NSMakeRect(static_cast<double>(i % columns * cell),
-                                        static_cast<double>((rows - 1 - i / columns) * cell), cell, cell);
+        const std::size_t row = rows - 1 - i / columns;
+        const NSRect frame =
+            NSMakeRect(static_cast<double>(i % columns * cell), static_cast<double>(row * cell), cell, cell);
         all[i].draw(NSInsetRect(frame, 2, 6));
     }
     sheet.unlockFocus();

@@ -176,6 +176,7 @@ TEST(NSStringBrimleDomain, LoginTitles) {
 TEST(NSStringBrimleDomain, AnyThread) {
     std::vector<std::thread> threads;
     std::atomic<int> wrong = 0;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&wrong] {
             for (int k = 0; k < 2000; ++k)

@@ -15,6 +15,7 @@ namespace {
 std::map<std::string, std::string> madeFrom(std::vector<std::string> own, bool privateDisplay,
                                             const std::string& runtimeFolder = "") {
     std::vector<char*> pointers;
+    pointers.reserve(own.size() + 1);
     for (std::string& entry : own)
         pointers.push_back(entry.data());
     pointers.push_back(nullptr);
