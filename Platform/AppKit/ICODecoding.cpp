@@ -75,7 +75,7 @@ struct IconBitmap {
 Representations decodeBitmapEntry(DataView data, long budget) {
     const IconBitmap icon(data);
     const PixelSize size{static_cast<std::uint32_t>(icon.wide), static_cast<std::uint32_t>(icon.high)};
-    if (!isAcceptable(size) || !icon.isReadable() || static_cast<long>(icon.wide * icon.high) > budget)
+    if (!isAcceptable(size, budget) || !icon.isReadable())
         return {};
     Representations result;
     NSBitmapImageRep& bitmap = result.emplace_back(static_cast<int>(icon.wide), static_cast<int>(icon.high));

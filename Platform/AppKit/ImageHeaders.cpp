@@ -140,9 +140,9 @@ std::optional<PixelSize> declaredSize(DataView data, ImageType type) {
     return size;
 }
 
-bool isAcceptable(PixelSize size) {
+bool isAcceptable(PixelSize size, long budget) {
     return size.wide >= 1 && size.high >= 1 && size.wide <= maximumImageSide && size.high <= maximumImageSide &&
-           static_cast<long>(size.wide) * static_cast<long>(size.high) <= maximumImagePixels;
+           static_cast<long>(size.wide) * static_cast<long>(size.high) <= budget;
 }
 
 } // namespace platform

@@ -19,7 +19,8 @@ struct PixelSize {
 // or is none, or asks for unreasonable work. Not for TIFF, ICO, ICNS and JPEG 2000, which declare sizes in many places.
 [[nodiscard]] std::optional<PixelSize> declaredSize(DataView data, ImageType type);
 
-// Whether one representation of that size is decoded at all.
-[[nodiscard]] bool isAcceptable(PixelSize size);
+// Whether one representation of that size is decoded at all, where `budget` pixels (no more than maximumImagePixels)
+// are left for it.
+[[nodiscard]] bool isAcceptable(PixelSize size, long budget);
 
 } // namespace platform

@@ -108,8 +108,7 @@ Representations decodeJPEG2000(DataView data, long budget) {
         return {};
     const JPEG2000Image image(header);
     const PixelSize size = sizeOf(*image);
-    if (!isReadable(*image) || !isAcceptable(size) || hasTooManyTiles(codec.get()) ||
-        static_cast<long>(size.wide) * static_cast<long>(size.high) > budget)
+    if (!isReadable(*image) || !isAcceptable(size, budget) || hasTooManyTiles(codec.get()))
         return {};
     if (!opj_decode(codec.get(), stream.get(), image.get()) || !opj_end_decompress(codec.get(), stream.get()))
         return {};

@@ -2,7 +2,6 @@
 #include "Decoders.h"
 #include "ImageDecoding.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
@@ -73,7 +72,7 @@ double resolution(GdkPixbuf* pixbuf, const char* option) {
 
 Representations decodeStill(DataView data, ImageType type, long budget) {
     const auto size = declaredSize(data, type);
-    if (!size || !isAcceptable(*size) || static_cast<long>(size->wide) * static_cast<long>(size->high) > budget)
+    if (!size || !isAcceptable(*size, budget))
         return {};
     const PixbufHandle pixbuf = load(data, type, *size);
     if (!pixbuf)

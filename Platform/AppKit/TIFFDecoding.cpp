@@ -55,10 +55,9 @@ Representations decodeTIFF(DataView data, long budget) {
          more = TIFFReadDirectory(handle.get()) == 1) {
         ++pages;
         const PixelSize size = pageSize(handle.get());
-        const long pixels = static_cast<long>(size.wide) * static_cast<long>(size.high);
-        if (!isAcceptable(size) || pixels > budget)
+        if (!isAcceptable(size, budget))
             continue;
-        budget -= pixels;
+        budget -= static_cast<long>(size.wide) * static_cast<long>(size.high);
         auto page = decodePage(handle.get(), size);
         if (!page)
             continue;

@@ -8,16 +8,12 @@
 namespace platform {
 namespace {
 
-bool isWithin(PixelSize size, long budget) {
-    return isAcceptable(size) && static_cast<long>(size.wide) * static_cast<long>(size.high) <= budget;
-}
-
 Representations decodeStill(DataView data, long budget) {
     const auto size = declaredSize(data, ImageType::WebP);
     int wide = 0;
     int high = 0;
     // Should the decoder find another size than the header told: no pixels at all.
-    if (!size || !isWithin(*size, budget) || WebPGetInfo(data.data(), data.size(), &wide, &high) == 0 ||
+    if (!size || !isAcceptable(*size, budget) || WebPGetInfo(data.data(), data.size(), &wide, &high) == 0 ||
         static_cast<std::uint32_t>(wide) != size->wide || static_cast<std::uint32_t>(high) != size->high)
         return {};
     const std::size_t step = 4; // red, green, blue, alpha, not premultiplied
@@ -39,7 +35,7 @@ Representations decodeStill(DataView data, long budget) {
 // The first picture in its place on the animation's canvas.
 Representations decodeFirstFrame(DataView data, long budget) {
     const auto frame = firstFrameOfWebP(data);
-    if (!frame || !isWithin(frame->canvas, budget))
+    if (!frame || !isAcceptable(frame->canvas, budget))
         return {};
     const Representations picture = decodeStill(frame->file, budget);
     if (picture.empty() || picture[0].pixelsWide() != static_cast<int>(frame->size.wide) ||

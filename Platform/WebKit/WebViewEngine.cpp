@@ -241,7 +241,7 @@ void WebView::Engine::tellChallengeSoon() {
 }
 
 void WebView::Engine::reportChallenge(PageEvent event, WebKitAuthenticationRequest* request) {
-    if (isBusy_ || !resourceLoadDelegate)
+    if (isBusy_ || isClosed_ || !resourceLoadDelegate)
         return;
     NSURLAuthenticationChallenge challenge;
     if (const char* realm = webkit_authentication_request_get_realm(request))

@@ -78,8 +78,8 @@ private:
     // The latest question's number: an older one's answer does not count, and none does once the view is gone.
     std::shared_ptr<unsigned> question_ = std::make_shared<unsigned>(0);
     bool networkProcessIsWatched_ = false;
-    // While a snapshot is awaited the engine's events go on; the delegate must not hear of them inside its own call.
     bool isClosed_ = false;
+    // While a snapshot is awaited the engine's events go on; the delegate must not hear of them inside its own call.
     bool isBusy_ = false;
     WebResourceIdentifier lastResource_ = 0;
 };

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <concepts>
 #include <cstddef>
 #include <cstring>
 #include <dlfcn.h>
@@ -90,21 +91,25 @@ struct PassedOn<name, Result(EGLDisplay, Arguments...)> {
 };
 
 // What is asked of the vendor without a display finds nothing to be done while there is no driver.
-template <Name name, class Result>
-struct PassedOn<name, Result()> {
-    static Result call() {
-        const Driver* driver = driverInUse;
-        auto* function = driver ? ofDriver<name, Result()>(*driver) : nullptr;
-        return function ? function() : static_cast<Result>(EGL_TRUE);
+template <Name name, class Function>
+Function* ofDriverInUse() {
+    const Driver* driver = driverInUse;
+    return driver ? ofDriver<name, Function>(*driver) : nullptr;
+}
+
+template <Name name>
+struct PassedOn<name, EGLBoolean()> {
+    static EGLBoolean call() {
+        auto* function = ofDriverInUse<name, EGLBoolean()>();
+        return function ? function() : EGL_TRUE;
     }
 };
 
-template <Name name>
-struct PassedOn<name, EGLBoolean(EGLenum)> {
-    static EGLBoolean call(EGLenum value) {
-        const Driver* driver = driverInUse;
-        auto* function = driver ? ofDriver<name, EGLBoolean(EGLenum)>(*driver) : nullptr;
-        return function ? function(value) : EGL_TRUE;
+template <Name name, std::integral Argument>
+struct PassedOn<name, EGLBoolean(Argument)> {
+    static EGLBoolean call(Argument argument) {
+        auto* function = ofDriverInUse<name, EGLBoolean(Argument)>();
+        return function ? function(argument) : EGL_TRUE;
     }
 };
 
@@ -143,8 +148,7 @@ const char* queryString(EGLDisplay display, EGLint name) {
 }
 
 EGLint lastError() {
-    const Driver* driver = driverInUse;
-    auto* function = driver ? ofDriver<"eglGetError", decltype(eglGetError)>(*driver) : nullptr;
+    auto* function = ofDriverInUse<"eglGetError", decltype(eglGetError)>();
     return function ? function() : EGL_SUCCESS;
 }
 
@@ -198,9 +202,8 @@ void* ownFunction(const char* name) {
         PASSED_ON(eglSwapInterval),
         PASSED_ON(eglWaitClient),
         PASSED_ON(eglWaitGL),
+        PASSED_ON(eglWaitNative),
         PASSED_ON(eglWaitSync),
-        // Not asked of the vendor without a display, in spite of what it takes.
-        entry("eglWaitNative", PassedOn<"eglWaitNative", EGLBoolean(EGLenum)>::call),
         // The extensions with a display that Mesa has for displays without a surface.
         PASSED_ON(eglClientWaitSyncKHR),
         PASSED_ON(eglCreateImageKHR),

@@ -1,11 +1,15 @@
 // What the helper is told: arguments, preferences, environment; and what it writes to its log.
 #include "Harness.h"
 
+#include "Tests/Support/ProcessState.h"
+
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <sstream>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace end_to_end {
 namespace {
@@ -204,6 +208,26 @@ TEST(Launch, TheEnginesProcessesFindTheSubstitutes) {
             << name;
         EXPECT_TRUE(mapped.contains(lateDriver) || std::string_view(name) != "WebKitWebProcess") << name;
     }
+    capture.process().sendSignal(SIGTERM);
+    capture.finish();
+}
+
+// Without it the engine's processes would try to start a session bus, each time it is asked for.
+TEST(Launch, TheRunsFolderHasASessionBusThatRefuses) {
+    Site::shared().forgetRequests();
+    Capture capture(Site::shared().url("/never"));
+    ASSERT_TRUE(testing_support::waitUntil([] { return Site::shared().sawRequest("GET /never"); }));
+    const auto engines = capture.processes("TessaroThumbsEngine");
+    ASSERT_EQ(engines.size(), 1U);
+    EXPECT_EQ(testing_support::environmentOf(engines[0], "DBUS_SESSION_BUS_ADDRESS"), "");
+    const std::string bus = testing_support::environmentOf(engines[0], "XDG_RUNTIME_DIR") + "/bus";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    bus.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_NE(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(errno, ECONNREFUSED) << bus;
+    close(client);
     capture.process().sendSignal(SIGTERM);
     capture.finish();
 }

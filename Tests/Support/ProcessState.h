@@ -1,6 +1,8 @@
 // What a process holds: descriptors, children, memory.
 #pragma once
 
+#include "TemporaryFolder.h"
+
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -24,6 +26,13 @@ namespace testing_support {
             found.insert(entry.path().filename().string() + " " + target.string());
     }
     return found;
+}
+
+// A variable of the environment that another process was started with; empty when it has none of that name.
+[[nodiscard]] inline std::string environmentOf(pid_t process, const std::string& name) {
+    const std::string all = '\0' + contentsOf("/proc/" + std::to_string(process) + "/environ");
+    const std::size_t at = all.find('\0' + name + '=');
+    return at == std::string::npos ? "" : all.c_str() + at + name.size() + 2;
 }
 
 // The process ids of the children that exist, ended ones that nobody collected included.

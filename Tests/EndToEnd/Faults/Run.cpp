@@ -3,6 +3,7 @@
 #include "Site.h"
 #include "TessaroThumbs/ThumbnailRecord.h"
 #include "Tests/Support/Process.h"
+#include "Tests/Support/ProcessState.h"
 
 #include <algorithm>
 #include <array>
@@ -68,12 +69,6 @@ void addDescendants(pid_t process, std::map<pid_t, std::string>& found) {
             if (child != Site::shared().process() && found.emplace(child, commandName(child)).second)
                 addDescendants(child, found);
     }
-}
-
-std::string environmentOf(pid_t process, const std::string& name) {
-    const std::string all = '\0' + contentsOf("/proc/" + std::to_string(process) + "/environ");
-    const std::size_t at = all.find('\0' + name + '=');
-    return at == std::string::npos ? "" : all.c_str() + at + name.size() + 2;
 }
 
 // The socket files that a display server listens on: the kernel's table has their numbers, the server's descriptors
@@ -212,7 +207,7 @@ void Run::watchProcesses() {
     for (const auto& [process, name] : alive_) {
         everSeen_.insert(process);
         if (name == names.at(Role::EngineHalf))
-            if (const std::string folder = environmentOf(process, "XDG_RUNTIME_DIR"); !folder.empty())
+            if (const std::string folder = testing_support::environmentOf(process, "XDG_RUNTIME_DIR"); !folder.empty())
                 runtimeFolders_.insert(folder);
     }
     if (displays_.empty() && process(Role::Display) != 0)

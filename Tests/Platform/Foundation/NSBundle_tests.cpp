@@ -1,6 +1,7 @@
 #include "Foundation/NSBundle.h"
 
 #include "Foundation/NSFormat.h"
+#include "Tests/Support/Process.h"
 #include "Tests/Support/Translations.h"
 
 #include <clocale>
@@ -48,8 +49,9 @@ TEST_F(NSBundleTest, RefusesTranslationsThatWouldMisreadTheirArguments) {
 TEST(NSFormatNumbers, LookTheSameInEveryLocale) {
     // A locale with a decimal comma and grouped thousands, made here: few machines have one.
     const testing_support::TemporaryFolder folder;
-    const std::string command = "localedef -i de_DE -f UTF-8 '" + (folder / "de_DE.UTF-8").string() + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0); // NOLINT(cert-env33-c): a fixed command
+    const auto made =
+        testing_support::run("localedef", {"-i", "de_DE", "-f", "UTF-8", (folder / "de_DE.UTF-8").string()});
+    ASSERT_EQ(made.status, 0) << made.errors;
     setenv("LOCPATH", (folder / "").c_str(), 1);
     ASSERT_TRUE(std::setlocale(LC_ALL, "de_DE.UTF-8"));
     EXPECT_STREQ(std::localeconv()->decimal_point, ",");
